@@ -1,0 +1,57 @@
+#ifndef LYAVUTILS_MEMORY_LYCPU_H
+#define LYAVUTILS_MEMORY_LYCPU_H
+
+// Internal: processor feature level and the instruction set the kernels use.
+
+#include <atomic>
+#include <cstdint>
+
+#if defined(__x86_64__) || defined(_M_X64) || defined(__i386__) || defined(_M_IX86)
+#define LY_X86 1
+#include <immintrin.h>
+#else
+#define LY_X86 0
+#endif
+
+// Attribute for functions compiled for AVX2 inside an SSE2 translation unit.
+#if LY_X86 && (defined(__GNUC__) || defined(__clang__))
+#define LY_TARGET_AVX2 __attribute__((target("avx2")))
+#define LY_HAVE_AVX2_KERNELS 1
+#else
+#define LY_TARGET_AVX2
+#define LY_HAVE_AVX2_KERNELS 0
+#endif
+
+namespace ly {
+
+// Kernel families. Every vector path has a scalar twin giving identical bytes;
+// tests lower the active level to compare them.
+enum class Isa : int {
+    Scalar = 0,
+    Sse2 = 1,
+    Avx2 = 2,
+};
+
+// The best level this processor (and build) supports.
+Isa BestIsa();
+
+// The level kernels should use now: the best level, or lower when a test has
+// capped it. Cheap: one relaxed atomic load.
+Isa ActiveIsa();
+
+// Caps the active level (tests and benchmarks only). Returns the previous cap.
+Isa SetIsaCapForTesting(Isa cap);
+
+// The processor feature level: bit 0 MMX, bit 1 SSE, bit 2 SSE2, computed from
+// CPUID leaf 1 EDX. Computed at load; computed on first call if read earlier.
+uint32_t ProcessorFeatureLevel();
+
+// The level that the leaf-1 EDX bits give (pure; exposed for tests).
+uint32_t FeatureLevelFromEdx(uint32_t edx);
+
+// Called once at load by the library's start-up object.
+void InitProcessorFeatureLevel();
+
+}  // namespace ly
+
+#endif
