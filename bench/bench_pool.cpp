@@ -1,0 +1,63 @@
+// The cost of one band-parallel dispatch, and the speed-up of a memory-bound
+// band operation with the pool.
+
+#include "LyThreadPool.h"
+#include "bench_support.h"
+#include "threading/LyBandFrame.h"
+
+namespace {
+
+void Nothing(void*) {}
+
+// Run x T + Wait with empty jobs: the fixed cost a banded operation pays.
+void BM_DispatchEmptyJobs(benchmark::State& state) {
+    lybench::PoolForState(state);
+    const int t = LyThreadPool::ThreadCount();
+    for (auto _ : state) {
+        for (int i = 0; i < t; ++i) LyThreadPool::Run(&Nothing, nullptr);
+        LyThreadPool::Wait();
+    }
+}
+
+// The band frame with a band body that does nothing (height 1080).
+void BM_ParallelRowsEmpty(benchmark::State& state) {
+    lybench::PoolForState(state);
+    for (auto _ : state) {
+        ly::ParallelRows(ly::PoolRoute::Internal, lybench::kHeight, [](int first, int rows) {
+            benchmark::DoNotOptimize(first + rows);
+        });
+    }
+}
+
+// A 1920x1080x4 row copy through the frame, against one memcpy of the frame.
+void BM_BandedRowCopy(benchmark::State& state) {
+    lybench::PoolForState(state);
+    const int pitch = lybench::kWidth * 4;
+    lybench::Frame src(static_cast<size_t>(pitch) * lybench::kHeight), dst(src.size, 2);
+    for (auto _ : state) {
+        ly::ParallelRows(ly::PoolRoute::Internal, lybench::kHeight, [&](int first, int rows) {
+            const unsigned char* s = ly::RowAt(src.data, pitch, first);
+            unsigned char* d = ly::RowAt(dst.data, pitch, first);
+            for (int r = 0; r < rows; ++r, s += pitch, d += pitch) std::memcpy(d, s, pitch);
+        });
+        benchmark::ClobberMemory();
+    }
+    lybench::SetFrameBytes(state, src.size);
+}
+
+void BM_MemcpyFrame(benchmark::State& state) {
+    lybench::Frame src(static_cast<size_t>(lybench::kWidth) * 4 * lybench::kHeight), dst(src.size, 2);
+    for (auto _ : state) {
+        std::memcpy(dst.data, src.data, src.size);
+        benchmark::ClobberMemory();
+    }
+    lybench::SetFrameBytes(state, src.size);
+}
+
+}  // namespace
+
+BENCHMARK(BM_DispatchEmptyJobs)->Arg(1)->Arg(2)->Arg(4)->UseRealTime();
+BENCHMARK(BM_ParallelRowsEmpty)->Arg(1)->Arg(2)->Arg(4)->UseRealTime();
+BENCHMARK(BM_MemcpyFrame)->UseRealTime();
+BENCHMARK(BM_BandedRowCopy)->Arg(1)->Arg(2)->UseRealTime();
+BENCHMARK_MAIN();

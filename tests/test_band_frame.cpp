@@ -1,0 +1,160 @@
+// LY_TEST_LABELS: threading
+//
+// The band-parallel frame: how rows are cut into bands, where bands run, and
+// that every row is visited exactly once whatever the pool size and route.
+
+#include <atomic>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "LyThreadPool.h"
+#include "test_support.h"
+#include "threading/LyBandFrame.h"
+#include "threading/LyThreadPoolInstance.h"
+
+namespace {
+
+struct BandLog {
+    std::mutex m;
+    std::vector<ly::SLyBandSplit> bands;
+    std::set<std::thread::id> threads;
+    void Add(int first, int rows) {
+        std::lock_guard<std::mutex> lk(m);
+        bands.push_back({first, rows});
+        threads.insert(std::this_thread::get_id());
+    }
+};
+
+std::vector<std::pair<int, int>> Split(int height, int threads) {
+    ly::SLyBandSplit out[ly::kMaxBands];
+    const int n = ly::ComputeBands(height, threads, out);
+    std::vector<std::pair<int, int>> v;
+    for (int i = 0; i < n; ++i) v.emplace_back(out[i].firstRow, out[i].rows);
+    return v;
+}
+
+using Bands = std::vector<std::pair<int, int>>;
+
+}  // namespace
+
+TEST(BandSplit, UnderSixteenRowsOrOneThreadIsOneBand) {
+    EXPECT_EQ(Split(15, 4), (Bands{{0, 15}}));
+    EXPECT_EQ(Split(15, 16), (Bands{{0, 15}}));
+    EXPECT_EQ(Split(100, 1), (Bands{{0, 100}}));
+    EXPECT_EQ(Split(1, 16), (Bands{{0, 1}}));
+}
+
+TEST(BandSplit, LastBandTakesTheRemainder) {
+    EXPECT_EQ(Split(16, 4), (Bands{{0, 4}, {4, 4}, {8, 4}, {12, 4}}));
+    EXPECT_EQ(Split(17, 4), (Bands{{0, 4}, {4, 4}, {8, 4}, {12, 5}}));
+    EXPECT_EQ(Split(31, 16).back(), (std::pair<int, int>{15, 16}));
+    const Bands sixteen = Split(16, 16);
+    ASSERT_EQ(sixteen.size(), 16u);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(sixteen[i], (std::pair<int, int>{i, 1}));
+    EXPECT_EQ(Split(17, 16).back(), (std::pair<int, int>{15, 2}));
+}
+
+TEST(BandFrame, EveryRowOnceAtEveryPoolSizeAndRoute) {
+    for (int t : lytest::PoolSizes()) {
+        lytest::ScopedPoolThreads pool(t);
+        for (auto route : {ly::PoolRoute::Internal, ly::PoolRoute::Exported}) {
+            for (int h : {1, 2, 15, 16, 17, 31, 100, 1081}) {
+                BandLog log;
+                std::vector<std::atomic<int>> hits(h);
+                ly::ParallelRows(route, h, [&](int first, int rows) {
+                    log.Add(first, rows);
+                    for (int r = first; r < first + rows; ++r) hits[r]++;
+                });
+                for (int r = 0; r < h; ++r) ASSERT_EQ(hits[r].load(), 1) << "T " << t << " h " << h << " row " << r;
+                const size_t expectBands = (t < 2 || h < 16) ? 1u : static_cast<size_t>(t);
+                EXPECT_EQ(log.bands.size(), expectBands) << "T " << t << " h " << h;
+                if (expectBands == 1) {
+                    EXPECT_EQ(log.threads.count(std::this_thread::get_id()), 1u) << "single band runs on the caller";
+                } else {
+                    EXPECT_EQ(log.threads.count(std::this_thread::get_id()), 0u) << "bands run on workers";
+                }
+            }
+        }
+    }
+}
+
+TEST(BandFrame, ZeroOrNegativeHeightDoesNothing) {
+    int calls = 0;
+    ly::ParallelRows(ly::PoolRoute::Internal, 0, [&](int, int) { ++calls; });
+    ly::ParallelRows(ly::PoolRoute::Exported, -5, [&](int, int) { ++calls; });
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(BandFrame, RowAtWalksNegativePitchesUpwards) {
+    lytest::TestImage img(8, 20, 4, 3, 5, true);
+    ASSERT_LT(img.pitch(), 0);
+    for (int r = 0; r < 20; ++r) EXPECT_EQ(ly::RowAt(img.data(), img.pitch(), r), img.row(r));
+    const unsigned char* c = img.data();
+    EXPECT_EQ(ly::RowAt(c, img.pitch(), 19), img.row(19));
+}
+
+TEST(BandFrame, BandedWritesMatchOneBandWithNegativePitch) {
+    // A row kernel that depends on the row index: banding must not shift rows.
+    for (int t : lytest::PoolSizes()) {
+        lytest::ScopedPoolThreads pool(t);
+        for (int h : lytest::TestHeights()) {
+            lytest::TestImage banded(13, h, 4, 5, 3, true);
+            const auto before = banded.Snapshot();
+            ly::ParallelRows(ly::PoolRoute::Internal, h, [&](int first, int rows) {
+                unsigned char* d = ly::RowAt(banded.data(), banded.pitch(), first);
+                for (int r = first; r < first + rows; ++r, d += banded.pitch())
+                    for (int x = 0; x < banded.rowBytes(); ++x) d[x] = static_cast<unsigned char>(r * 7 + x);
+            });
+            for (int r = 0; r < h; ++r)
+                for (int x = 0; x < banded.rowBytes(); ++x)
+                    ASSERT_EQ(banded.row(r)[x], static_cast<unsigned char>(r * 7 + x));
+            EXPECT_TRUE(banded.OutsideUnchanged(before));
+        }
+    }
+}
+
+TEST(BandFrame, OperationInsideAPoolJobRunsOnThatWorker) {
+    lytest::ScopedPoolThreads pool(2);
+    struct Ctx {
+        std::atomic<int> rows{0};
+        std::atomic<int> foreignBands{0};
+    } ctx;
+    auto job = [](void* p) {
+        auto* c = static_cast<Ctx*>(p);
+        const auto me = std::this_thread::get_id();
+        ly::ParallelRows(ly::PoolRoute::Internal, 64, [&](int, int rows) {
+            if (std::this_thread::get_id() != me) c->foreignBands++;
+            c->rows += rows;
+        });
+    };
+    // Both workers busy with a banded operation each: neither may wait for the other.
+    LyThreadPool::Run(job, &ctx);
+    LyThreadPool::Run(job, &ctx);
+    LyThreadPool::Wait();
+    EXPECT_EQ(ctx.rows.load(), 128);
+    EXPECT_EQ(ctx.foreignBands.load(), 0);
+}
+
+TEST(BandFrame, ConcurrentCallersGetTheirOwnBands) {
+    lytest::ScopedPoolThreads pool(4);
+    std::atomic<int> failures{0};
+    std::vector<std::thread> callers;
+    for (int c = 0; c < 4; ++c) {
+        callers.emplace_back([&, c] {
+            for (int round = 0; round < 200; ++round) {
+                const int h = 16 + (round * 7 + c) % 50;
+                std::vector<int> hits(h, 0);  // each band writes only its own rows
+                ly::ParallelRows(c % 2 ? ly::PoolRoute::Exported : ly::PoolRoute::Internal, h,
+                                 [&](int first, int rows) {
+                                     for (int r = first; r < first + rows; ++r) hits[r]++;
+                                 });
+                for (int r = 0; r < h; ++r)
+                    if (hits[r] != 1) failures++;
+            }
+        });
+    }
+    for (auto& t : callers) t.join();
+    EXPECT_EQ(failures.load(), 0);
+}
