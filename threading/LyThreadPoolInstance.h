@@ -83,8 +83,7 @@ private:
     void Link(SLyUserJobQueue* queue);
 
     std::map<std::thread::id, SLyUserJobQueue*> map_;
-    int threadCount_;
-    int threadCountForQueues_;
+    int threadCountForQueues_;  // copied into every new queue
     SLyUserJobQueue* cursor_ = nullptr;
 };
 

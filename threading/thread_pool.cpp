@@ -19,7 +19,7 @@ int ClampThreads(int n) { return n < 1 ? 1 : (n > ly::kMaxPoolThreads ? ly::kMax
 // ---------------------------------------------------------------- queue group
 
 CLyUserJobQueueGroup::CLyUserJobQueueGroup(int threadCount)
-    : threadCount_(threadCount), threadCountForQueues_(threadCount) {}
+    : threadCountForQueues_(threadCount) {}
 
 CLyUserJobQueueGroup::~CLyUserJobQueueGroup() {
     // Only reached when no worker and no caller can touch the pool any more,
@@ -171,8 +171,10 @@ void CLyThreadPoolInstance::Run(void (*function)(void*), void* argument) {
     if (function == nullptr) return;
     std::unique_lock<std::mutex> lk(poolLock_);
     SLyUserJobQueue* q = group_.QueueOfCurrentThread();
+    // A pool that Exit is stopping takes no more jobs: its workers may already
+    // be gone, and a caller still holding it must not lose the job.
     const bool inlineRun = q->submitted - q->taken == static_cast<uint32_t>(ly::kJobQueueSlots) ||
-                           q->threadCount == 1;
+                           q->threadCount == 1 || stop_;
     if (inlineRun) {
         lk.unlock();
         function(argument);
