@@ -46,7 +46,7 @@ struct SLyBandSplit {
 int ComputeBands(int height, int threads, SLyBandSplit out[kMaxBands]);
 
 // One band's job record.
-struct SLyBandTask {
+struct SLyBandJob {
     void (*run)(void* context, int firstRow, int rows);
     void* context;
     int firstRow;
@@ -56,7 +56,7 @@ struct SLyBandTask {
 
 // Submits each task (tasks[0] .. tasks[count-1]) on the route, waits, and
 // returns only when every task has finished.
-void RunBandTasks(PoolRoute route, SLyBandTask* tasks, int count);
+void RunBandTasks(PoolRoute route, SLyBandJob* tasks, int count);
 
 // The thread count the frame uses on this route now (1 on a pool worker or
 // when no pool could be built).
@@ -73,7 +73,7 @@ void ParallelRows(PoolRoute route, int height, Band&& band) {
         return;
     }
     using B = std::remove_reference_t<Band>;
-    SLyBandTask tasks[kMaxBands];
+    SLyBandJob tasks[kMaxBands];
     for (int i = 0; i < count; ++i) {
         tasks[i].run = [](void* context, int firstRow, int rows) { (*static_cast<B*>(context))(firstRow, rows); };
         tasks[i].context = const_cast<void*>(static_cast<const void*>(&band));

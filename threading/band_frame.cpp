@@ -9,13 +9,13 @@ namespace ly {
 namespace {
 
 void RunTask(void* p) {
-    auto* task = static_cast<SLyBandTask*>(p);
+    auto* task = static_cast<SLyBandJob*>(p);
     task->run(task->context, task->firstRow, task->rows);
     // Last touch of the record: once the submitter sees this, it may free it.
     task->done.store(true, std::memory_order_release);
 }
 
-void AwaitTasks(SLyBandTask* tasks, int count) {
+void AwaitTasks(SLyBandJob* tasks, int count) {
     for (int i = 0; i < count; ++i)
         while (!tasks[i].done.load(std::memory_order_acquire))
             std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -48,7 +48,7 @@ int FrameThreadCount(PoolRoute route) {
     return pool ? pool->ThreadCount() : 1;
 }
 
-void RunBandTasks(PoolRoute route, SLyBandTask* tasks, int count) {
+void RunBandTasks(PoolRoute route, SLyBandJob* tasks, int count) {
     if (route == PoolRoute::Exported) {
         for (int i = 0; i < count; ++i) LyThreadPool::Run(&RunTask, &tasks[i]);
         LyThreadPool::Wait();
