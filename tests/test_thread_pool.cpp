@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -177,6 +178,53 @@ TEST(ThreadPool, EachWaitCoversOnlyItsOwnCallersJobs) {
     gate.Open();
     slowCaller.join();
     EXPECT_TRUE(slowCallerDone.load());
+}
+
+TEST(ThreadPool, OneFreeWorkerServesTwoCallersAlternately) {
+    lytest::ScopedPoolThreads pool(2);
+    // Hold both workers, then queue four jobs from each of two callers and
+    // free one worker: it must take the callers' jobs turn about.
+    Gate first, second;
+    std::thread holder([&] {
+        LyThreadPool::Run(&PassGate, &first);
+        LyThreadPool::Run(&PassGate, &second);
+        LyThreadPool::Wait();
+    });
+    first.AwaitWaiting(1);
+    second.AwaitWaiting(1);
+
+    struct Order {
+        std::mutex m;
+        std::string seq;
+    } order;
+    struct Tag {
+        Order* order;
+        char name;
+    };
+    auto record = [](void* p) {
+        auto* t = static_cast<Tag*>(p);
+        std::lock_guard<std::mutex> lk(t->order->m);
+        t->order->seq += t->name;
+    };
+    Tag a{&order, 'a'}, b{&order, 'b'};
+    std::atomic<int> queued{0};
+    Gate release;
+    auto caller = [&](Tag* tag) {
+        for (int i = 0; i < 4; ++i) LyThreadPool::Run(record, tag);
+        queued++;
+        release.Pass();
+        LyThreadPool::Wait();
+    };
+    std::thread ta(caller, &a), tb(caller, &b);
+    release.AwaitWaiting(2);
+    release.Open();
+    first.Open();
+    ta.join();
+    tb.join();
+    second.Open();
+    holder.join();
+    ASSERT_EQ(order.seq.size(), 8u);
+    for (size_t i = 1; i < order.seq.size(); ++i) EXPECT_NE(order.seq[i], order.seq[i - 1]) << order.seq;
 }
 
 TEST(ThreadPool, TwoCallersInterleaveAndBothFinish) {
