@@ -273,8 +273,8 @@ LYAVUTILS_API void BlendingImages(const unsigned char* image, int imagePitch, EL
 
 // Turns an accumulator back into samples. 16-bit samples are written when the
 // format is PixelFormat_UYVY422 and the depth is not 8, bytes in every other
-// case. The row's byte count is GetPixelBytes(format, depth, width, 2) >> 1;
-// bytes take (row bytes)/4 steps of four floats to four bytes, samples
+// case. A row has LyVideoUtils::GetPixelBytes(format, depth, width, 2) >> 1
+// bytes: bytes take (row bytes)/4 steps of four floats to four bytes, samples
 // (row bytes)/8 steps of four floats to four samples; bytes after the last
 // whole step are not written.
 //   byte:   f limited to at most 255.0, rounded by the current rounding mode
@@ -287,7 +287,7 @@ LYAVUTILS_API void BlendingImages(const unsigned char* image, int imagePitch, EL
 // sourcePitch counts floats; either pitch may be negative. The source needs
 // no particular alignment: unaligned rows are read as they are, with the same
 // results. Does nothing for a null pointer, width or height below 1, or a
-// format for which GetPixelBytes gives 0.
+// format for which that byte count is 0.
 LYAVUTILS_API void ConvertFloatImage(const float* source, int sourcePitch, unsigned char* output, int outputPitch,
                                      ELyPixelFormat format, unsigned char depth, int width, int height);
 

@@ -684,7 +684,7 @@ void BlendingImages(const unsigned char* image, int imagePitch, ELyPixelFormat f
     if (column < 0 || group == 0) return;
     if (width < 1 || height < 1 || !image || !accumulator) return;
     const int unitsWidth = column == 1 ? width / 2 : width;  // format 3 depth 8: two pixels per unit
-    if ((column == 0 ? unitsWidth : width / 2) < 1) return;
+    if ((column == 0 ? width : width / 2) < 1) return;
 
     const FloatEnvironment env;
     SLyBlendJob base;

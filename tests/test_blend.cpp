@@ -250,8 +250,8 @@ TEST(ConvertFloatImage, CallerRoundingModeReachesEveryBand) {
     }
 }
 
-// Vector and scalar forms on random and special floats, from unaligned
-// sources and into bottom-up outputs.
+// Vector and scalar forms on random and special floats, from unaligned and
+// bottom-up sources into outputs of every layout.
 TEST(ConvertFloatImage, MatchesScalarEverywhere) {
     for (int threads : PoolSizes()) {
         ScopedPoolThreads pool(threads);
@@ -266,14 +266,17 @@ TEST(ConvertFloatImage, MatchesScalarEverywhere) {
                         if (r % 61 == 0) v = (r & 64) ? NAN : -INFINITY;
                         std::memcpy(&raw[i], &v, 4);
                     }
-                    const float* src = reinterpret_cast<const float*>(raw.data() + shift);
+                    const bool up = w % 2 == 1;  // bottom-up source
+                    const float* src = reinterpret_cast<const float*>(raw.data() + shift +
+                                                                      (up ? size_t(pitch) * (h - 1) * 4 : 0));
                     TestImage ref(LayoutsFor(w, h, f.bpp)[w % 16]), out(ref.layout());
                     ref.FillRandom(), out.CopyPixelsFrom(ref);
                     for (ly::Isa isa : AvailableIsas()) {
                         ScopedIsa cap(isa);
                         TestImage& dst = isa == ly::Isa::Scalar ? ref : out;
                         const auto before = dst.Snapshot();
-                        LyPixelUtils::ConvertFloatImage(src, pitch, dst.data(), dst.pitch(), f.format, f.depth, w, h);
+                        LyPixelUtils::ConvertFloatImage(src, up ? -pitch : pitch, dst.data(), dst.pitch(), f.format,
+                                                        f.depth, w, h);
                         ASSERT_TRUE(dst.OutsideUnchanged(before));
                         ASSERT_TRUE(SameBytes(ref.Pixels(), dst.Pixels())) << IsaName(isa) << " " << w << "x" << h;
                     }
