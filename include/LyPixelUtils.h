@@ -234,7 +234,7 @@ LYAVUTILS_API void MixBGRA4444WithUYVY422(const unsigned char* overlay, int over
 // caller; it is never written.
 // Edge fill: 0 for the 32-bit formats; for UYVY the bytes 0x80, 0x80, 0x10,
 // 0xFF repeated from the row start (at depth 16 the samples 0x8080 and 0xFF10
-// alternately) - the value hosts have always got, not a neutral colour.
+// alternately), exactly; it is not a neutral colour.
 // Coverage: the 32-bit formats take width/2 pixel pairs (an odd last pixel is
 // not written); UYVY takes width/4 groups of four pixels (up to three
 // trailing pixels are not written).
@@ -265,7 +265,7 @@ LYAVUTILS_API void BlendingImages(const unsigned char* first, int firstPitch, co
 // ((r-1, r) in mode 1, (r, r+1) in modes 2 and 3) the lower row is read one
 // exact imagePitch after the upper one. With a pitch that is a multiple of 4
 // these are simply the image's rows. With another pitch the rows are read
-// from shifted places, as hosts have always got them, but never outside the
+// from shifted places (by design, not corrected here), but never outside the
 // span from the first row to the last (to the row below in mode 3).
 LYAVUTILS_API void BlendingImages(const unsigned char* image, int imagePitch, ELyPixelFormat format,
                                   unsigned char depth, float* accumulator, int accumulatorPitch, float opacity,

@@ -23,8 +23,8 @@ namespace {
 using ly::Isa;
 
 // What an edge row is averaged with when it has no neighbour. For the 4:2:2
-// layout this is U 0x80, Y 0x80, V 0x10, Y 0xFF: not a neutral colour, but it
-// is the value hosts have always got, so it stays.
+// layout this is U 0x80, Y 0x80, V 0x10, Y 0xFF: not a neutral colour, but
+// callers depend on this exact value, so it must not be "corrected".
 constexpr uint32_t kEdgeFillPacked422 = 0xFF108080u;
 
 // ------------------------------------------------------------ job record
