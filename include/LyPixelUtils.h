@@ -113,13 +113,90 @@ LYAVUTILS_API void MixWithOpacityBlack(const unsigned char* source, int sourcePi
                                        int destinationPitch, int width, int height);
 
 // ============================================================ cross-format mixing
+// A 32-bit overlay with straight alpha is mixed into a destination of another
+// layout, its colours converted on the fly with the library's fixed-point
+// colour tables (six fractional bits), so no frame has to be converted first.
+// A converted overlay value c enters a destination value d with a 7-bit
+// weight w (0..128) as
+//     mix(c, d, w) = d + ((c - d) * w >> 7) = (c * w + d * (128 - w)) >> 7
+// (the shift rounds towards minus infinity; the result lies between c and d).
+// Unless a rule says otherwise, w = (A * 128 + 255) >> 8 for overlay alpha A,
+// which is 0 only for A = 0 and 128 only for A = 255. The overlay is only
+// read. Overlay and destination must not overlap.
 
+// BGRA overlay into a VUYA destination.
+// Does nothing when a pointer is null, width or height is below 1, either
+// pitch is below 1 (bottom-up images are not accepted by this function), or
+// the colorimetry is not Colorimetry_BT601 or Colorimetry_BT709.
+// Colour: the B, G and R entries of the colorimetry's V, U, Y-ordered forward
+// table are added with signed 16-bit saturation, then the offset entry
+// (8192, 8192, 1024); each word is shifted right by 6.
+// modeFlag != 0 (the destination is opaque video):
+//  - an overlay word of 0 has weight 0; otherwise w is the alpha weight above;
+//  - pixels go in pairs (0, 1), (2, 3), ...; a pair whose two weights are 0 is
+//    left untouched; in any other pair each pixel's V, U, Y become
+//    mix(c, d, w) and the alpha bytes of both pixels become 255, also that of
+//    a pixel of weight 0 (whose colour stays). A pair of two opaque pixels
+//    therefore receives the converted colours exactly;
+//  - an odd last pixel is a pair of its own: untouched at weight 0, otherwise
+//    mixed and made opaque.
+// modeFlag == 0 (the destination is a layer with its own alpha): every pixel
+// by the straight-alpha over rule of MixTwoColor applied to the converted
+// overlay pixel. Overlay alpha sA = 0 leaves the pixel as it is; otherwise
+// outA = union(dA, sA) from the alpha union table, w = quotient(sA, outA)
+// from the alpha quotient table, V, U, Y become mix(c, d, w) and the alpha
+// becomes outA. (Destination alpha 0 or overlay alpha 255 give the converted
+// colour with the overlay's alpha.) Odd widths need no special case.
+// Bands run through the exported LyThreadPool entry points. An image of fewer
+// than 16 rows, or a one-thread pool, runs on the calling thread; every call
+// returns with all of its rows done.
 LYAVUTILS_API void MixBGRA4444WithVUYA4444(const unsigned char* overlay, int overlayPitch, unsigned char* destination,
                                            int destinationPitch, ELyColorimetry colorimetry, int modeFlag, int width,
                                            int height);
+
+// VUYA overlay into a BGRA destination, the mirror of the function above:
+// `first` is the VUYA overlay (only read), `second` the BGRA destination.
+// Refusals, pairing, the two mode-flag rules and threading are those of
+// MixBGRA4444WithVUYA4444, with B, G, R in place of V, U, Y.
+// Colour (as VUYA4444ToBGRA4444 converts): the inverse-table entries of V,
+// then U, then Y are added with signed 16-bit saturation, each word is shifted
+// right by 6 (arithmetic) and clamped to 0..255.
 LYAVUTILS_API void MixVUYA4444WithBGRA4444(unsigned char* first, int firstPitch, ELyColorimetry colorimetry,
                                            unsigned char* second, int secondPitch, int modeFlag, int width,
                                            int height);
+
+// VUYA or BGRA overlay into a packed 4:2:2 destination: per pixel pair the
+// samples U, Y0, V, Y1, bytes at bitDepth 8, little-endian 16-bit words at
+// bitDepth 16 (10-bit values). Negative pitches are accepted.
+// Does nothing when a pointer is null, width or height is below 1, bitDepth
+// is not 8 or 16, or (BGRA overlay) the colorimetry is not Colorimetry_BT601
+// or Colorimetry_BT709.
+// Overlay colour (U, Y, V): a VUYA pixel gives its own bytes. A BGRA pixel is
+// converted as BGRA4444ToUYVY422 does: the B, G and R entries of the
+// U, Y, V-ordered forward table and the offset entry (8192, 1024, 8192) are
+// added with signed 16-bit saturation, shifted right by 6 (arithmetic) and
+// clamped to 0..255. At bitDepth 16 the overlay values are multiplied by 4;
+// the destination samples may hold any 16-bit value (nothing overflows).
+// A pair with both of its pixels in the row, overlay weights w0 and w1:
+//  - both weights 0 (both alphas 0): untouched;
+//  - otherwise Y0 = mix(cY0, Y0, w0), Y1 = mix(cY1, Y1, w1), and each pixel
+//    mixes the shared chroma with its own weight, the pair keeping the
+//    rounded-up mean of the two: U = (mix(cU0, U, w0) + mix(cU1, U, w1) + 1)
+//    >> 1, likewise V. Two opaque pixels thus give the converted pair (at
+//    depth 8 the converters' rounded-up chroma mean; at depth 16 the exact
+//    mean 2 * (U0 + U1) of the 8-bit values), and a transparent pixel next to
+//    an opaque one moves the chroma half way.
+// pairStart != 0: every row starts on a pair. pairStart == 0: the row's first
+// pixel is the second pixel of a pair that starts one pixel (2 bytes at
+// depth 8, 4 at depth 16) before the row pointer. That pair's U sample, before
+// the row pointer, is then read and written, so it must belong to the
+// caller's buffer (its Y0 is neither read nor written). The pixel mixes the
+// pair's Y1 with its weight and the chroma half way, U = (mix(cU, U, w) + U +
+// 1) >> 1, likewise V: the rule above with the pair's other pixel at weight 0.
+// When the row's last pixel is the first of a pair (odd width with pairStart
+// != 0, even width with pairStart == 0), only its luma is mixed: the pair's U
+// and V stay, since its V sample lies beyond the row.
+// Bands run on the library's internal pool entry with the usual split.
 LYAVUTILS_API void MixVUYA4444WithUYVY422(const unsigned char* overlay, int overlayPitch, unsigned char* destination,
                                           int destinationPitch, unsigned char bitDepth, int pairStart, int width,
                                           int height);
@@ -129,12 +206,88 @@ LYAVUTILS_API void MixBGRA4444WithUYVY422(const unsigned char* overlay, int over
 
 // ============================================================ blend modes and float accumulation
 
+// Mixes two images of one format with a fixed opacity, the first image's row
+// optionally averaged with a neighbouring row first (a vertical two-tap filter
+// that softens interlaced detail).
+// Formats: PixelFormat_BGRA4444 and PixelFormat_VUYA4444 at any depth value
+// (4 bytes a pixel, alpha mixed like the other bytes); PixelFormat_UYVY422 at
+// depth 8 (bytes) or 16 (16-bit samples). Nothing is written for any other
+// format or depth, a mode outside 0..3, width or height below 1, a null
+// pointer, or an averaging mode (1..3) whose output is the first image (those
+// modes read rows of the first image that the call may already have
+// written). The output may be the second image, or the first in mode 0.
+// Weights: w = round(128 * opacity) with halves away from zero, kept as its
+// low byte, and w2 = (128 - w) mod 256; at UYVY depth 16 the scale is 64
+// (w2 = (64 - w) mod 256). Opacity is not clamped: outside 0..1 the weights
+// wrap as bytes; a product beyond the 32-bit range, or NaN, gives w = 0.
+// Per byte (16-bit sample at depth 16), with a the first image's value and b
+// the second's:
+//   averaging:  a = (a + n + 1) >> 1 with the neighbour value n
+//   depth 8:    out = min(((a * w + b * w2) mod 65536) >> 7, 255)
+//   depth 16:   out = ((a * w mod 65536 + b * w2 mod 65536) mod 65536) >> 6,
+//               no clamp (samples are meant to be 10-bit; larger ones wrap).
+// Modes: 0 the row as it is; 1 averaged with the row above, row 0 with the
+// edge fill; 2 averaged with the row below, the last row with the edge fill;
+// 3 averaged with the row below for every row: the last row reads the row
+// just below the image (first + height * firstPitch, the row's processed
+// bytes). That row is read without any check and must be provided by the
+// caller; it is never written.
+// Edge fill: 0 for the 32-bit formats; for UYVY the bytes 0x80, 0x80, 0x10,
+// 0xFF repeated from the row start (at depth 16 the samples 0x8080 and 0xFF10
+// alternately), exactly; it is not a neutral colour.
+// Coverage: the 32-bit formats take width/2 pixel pairs (an odd last pixel is
+// not written); UYVY takes width/4 groups of four pixels (up to three
+// trailing pixels are not written).
+// Bands give exactly the single-pass result in every mode.
 LYAVUTILS_API void BlendingImages(const unsigned char* first, int firstPitch, const unsigned char* second,
                                   int secondPitch, unsigned char* output, int outputPitch, ELyPixelFormat format,
                                   unsigned char depth, double opacity, int width, int height, ELyBlendingMode mode);
+
+// Accumulates an image, weighted by opacity, into a float image, so that
+// several frames can be summed. The accumulator is never cleared here;
+// accumulatorPitch counts floats and may be negative. Formats, modes and
+// refusals as the overload above (there is no output-aliasing rule).
+// Each 4-byte unit of the image feeds four consecutive floats: the 32-bit
+// formats give four floats a pixel; UYVY depth 8 two floats a pixel (width/2
+// units U, Y0, V, Y1; an odd last pixel is ignored); UYVY depth 16 two floats
+// a pixel, each sample read as a signed 16-bit value (width/2 steps of four
+// samples).
+//   mode 0:      acc += s * opacity
+//   modes 1..3:  acc += (s + n) * h, h = (float)((double)opacity * 0.5), with
+//                n the neighbour row's value; a row without neighbour (row 0
+//                in mode 1, the last row in mode 2) adds s * h. Mode 3 reads
+//                the row below the image as the overload above does.
+// Every step in single precision, never fused. The calling thread's rounding
+// mode (and, on x86, its flush-to-zero and denormals-are-zero settings)
+// applies on every thread that runs a band.
+// Image rows: row r is read at image + r * S, where S is imagePitch with its
+// magnitude rounded down to a multiple of 4 bytes; of an averaged pair of rows
+// ((r-1, r) in mode 1, (r, r+1) in modes 2 and 3) the lower row is read one
+// exact imagePitch after the upper one. With a pitch that is a multiple of 4
+// these are simply the image's rows. With another pitch the rows are read
+// from shifted places (by design, not corrected here), but never outside the
+// span from the first row to the last (to the row below in mode 3).
 LYAVUTILS_API void BlendingImages(const unsigned char* image, int imagePitch, ELyPixelFormat format,
                                   unsigned char depth, float* accumulator, int accumulatorPitch, float opacity,
                                   int width, int height, ELyBlendingMode mode);
+
+// Turns an accumulator back into samples. 16-bit samples are written when the
+// format is PixelFormat_UYVY422 and the depth is not 8, bytes in every other
+// case. A row has LyVideoUtils::GetPixelBytes(format, depth, width, 2) >> 1
+// bytes: bytes take (row bytes)/4 steps of four floats to four bytes, samples
+// (row bytes)/8 steps of four floats to four samples; bytes after the last
+// whole step are not written.
+//   byte:   f limited to at most 255.0, rounded by the current rounding mode
+//           (nearest, ties to even by default: 254.5 -> 254), clamped to
+//           0..255 (-3.0 -> 0);
+//   sample: f limited to at most 1023.0, rounded the same way, saturated to
+//           -32768..32767 and stored as a two's-complement word (-3.0 -> -3).
+// NaN takes the limit (255 or 1023); -infinity gives 0 or -32768.
+// The rounding mode is the calling thread's, on every thread that runs a band.
+// sourcePitch counts floats; either pitch may be negative. The source needs
+// no particular alignment: unaligned rows are read as they are, with the same
+// results. Does nothing for a null pointer, width or height below 1, or a
+// format for which that byte count is 0.
 LYAVUTILS_API void ConvertFloatImage(const float* source, int sourcePitch, unsigned char* output, int outputPitch,
                                      ELyPixelFormat format, unsigned char depth, int width, int height);
 
