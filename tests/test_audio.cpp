@@ -172,6 +172,10 @@ TEST(AudioSizes, AcrossFormats) {
     EXPECT_EQ(GetAudioBufferSize(Wave(2, 48000, 16), uint32_t{4003}, Wave(1, 48000, 8)), 1000u);  // partial frame dropped
     EXPECT_EQ(GetAudioBufferSize(Wave(2, 44100, 16), uint32_t{4}, Wave(2, 48000, 16)), 4u);       // 1.088 rounds to 1
     EXPECT_EQ(GetAudioBufferSize(Wave(2, 48000, 16), uint32_t{0}, Wave(2, 44100, 16)), 0u);
+    // Dividing first matters: 1840 frames are exactly 1690.5 at 44.1 kHz, but
+    // 1840 / 48000 * 44100 lands just under the half and rounds down.
+    EXPECT_EQ(GetAudioBufferSize(Wave(2, 48000, 16), uint32_t{1840 * 4}, Wave(2, 44100, 16)), 1690u * 4u);
+    EXPECT_EQ(GetAudioBufferSize(Wave(1, 32000, 16), uint32_t{9 * 2}, Wave(1, 48000, 16)), 13u * 2u);
     SLyAudioResamplerSrc a{2, 48000, 16, 4};
     SLyAudioResamplerSrc b{99, 44100, 99, 4};  // channels and bits are not read
     EXPECT_EQ(GetAudioBufferSize(a, uint32_t{4000}, b), 3676u);

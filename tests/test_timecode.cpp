@@ -363,6 +363,9 @@ TEST(TimeArithmetic, FrameRateClass) {
     EXPECT_EQ(cls(60, 1), 7);
     EXPECT_EQ(cls(2400005, 100000), 1);   // 24.00005: inside the tolerance
     EXPECT_EQ(cls(2400011, 100000), -1);  // 24.00011: outside
+    EXPECT_EQ(cls(4800019, 200000), 1);   // 24.000095
+    EXPECT_EQ(cls(240000999, 10000000), 1);  // 24.0000999: just inside
+    EXPECT_EQ(cls(250001001, 10000000), -1);  // 25.0001001: just outside
     EXPECT_EQ(cls(0, 1), -1);
     EXPECT_EQ(cls(0xFFFFFFFFu, 1), -1);
     EXPECT_EQ(cls(30, 0), 42);  // refused, left as it was
