@@ -45,8 +45,10 @@ inline unsigned char Gain8(unsigned char s, uint32_t gain) {
 }
 
 void ApplyGainSample(unsigned char* p, uint32_t bytesPerSample, uint32_t gain) {
-    if (bytesPerSample == 2) Store16(p, Gain16(Load16(p), gain));
-    else *p = Gain8(*p, gain);
+    if (bytesPerSample == 2)
+        Store16(p, Gain16(Load16(p), gain));
+    else
+        *p = Gain8(*p, gain);
 }
 
 // The usual case: every channel's sample lies inside its own frame, so the
@@ -110,8 +112,8 @@ int32_t RobustPeak(const unsigned char* samples, uint32_t frames, int channel) {
 }
 
 double LevelFromPeak(int32_t peak) {
-    const double level =
-        peak >= 0 ? std::fabs(static_cast<double>(peak) / 32767.0) : std::fabs(static_cast<double>(peak) * -1.0 / 32768.0);
+    const double level = peak >= 0 ? std::fabs(static_cast<double>(peak) / 32767.0)
+                                   : std::fabs(static_cast<double>(peak) * -1.0 / 32768.0);
     if (static_cast<float>(level) > 0.00001) return 20.0 * std::log10(level);
     return -9223372036854775808.0;  // no signal
 }
@@ -122,14 +124,19 @@ inline void RouteFrame(unsigned char* frame, size_t width, ELyAudioChannelOption
     unsigned char* right = frame + width;
     unsigned char tmp[2];
     switch (option) {
-    case AudioChannel_LeftToBoth: std::memcpy(right, left, width); break;
-    case AudioChannel_RightToBoth: std::memcpy(left, right, width); break;
+    case AudioChannel_LeftToBoth:
+        std::memcpy(right, left, width);
+        break;
+    case AudioChannel_RightToBoth:
+        std::memcpy(left, right, width);
+        break;
     case AudioChannel_Swap:
         std::memcpy(tmp, left, width);
         std::memcpy(left, right, width);
         std::memcpy(right, tmp, width);
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -159,8 +166,10 @@ int SetAudioVolume(const SLyWaveFormatInfo& info, unsigned char* buffer, uint32_
     const uint32_t frames = bytes / info.blockAlign;
     if (frames == 0) return 1;
     const uint64_t frameBytesUsed = static_cast<uint64_t>(info.channels) * (info.bitsPerSample / 8u);
-    if (frameBytesUsed <= info.blockAlign) GainByChannel(info, buffer, frames, gains);
-    else GainOverlapping(info, buffer, bytes, frames, gains);
+    if (frameBytesUsed <= info.blockAlign)
+        GainByChannel(info, buffer, frames, gains);
+    else
+        GainOverlapping(info, buffer, bytes, frames, gains);
     return 1;
 }
 
@@ -194,10 +203,13 @@ int ChangeAudioChannelOption(const SLyWaveFormatInfo& info, unsigned char* buffe
     case AudioChannel_LeftToBoth:
     case AudioChannel_RightToBoth:
     case AudioChannel_Swap:
-        if (info.bitsPerSample == 16) Route16(buffer, bytes, frames, info.blockAlign, option);
-        else Route8(buffer, bytes, frames, option);
+        if (info.bitsPerSample == 16)
+            Route16(buffer, bytes, frames, info.blockAlign, option);
+        else
+            Route8(buffer, bytes, frames, option);
         break;
-    default: break;  // Normal, and values outside the enumeration
+    default:
+        break;  // Normal, and values outside the enumeration
     }
     return 1;
 }
@@ -206,8 +218,10 @@ void SilientAudioBuffer(const SLyWaveFormatInfo& info, unsigned char* buffer, ui
     if (buffer == nullptr) return;
     // 32-bit byte count, as the caller sized the buffer with the same product.
     const uint32_t count = static_cast<uint32_t>(info.blockAlign) * frames;
-    if (info.bitsPerSample == 8) std::memset(buffer, 0x80, count);
-    else if (info.bitsPerSample == 16) std::memset(buffer, 0x00, count);
+    if (info.bitsPerSample == 8)
+        std::memset(buffer, 0x80, count);
+    else if (info.bitsPerSample == 16)
+        std::memset(buffer, 0x00, count);
 }
 
 }  // namespace LyAudioUtils

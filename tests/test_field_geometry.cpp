@@ -1,5 +1,7 @@
 // Field rectangles, texture offsets, resolution records and media re-timing.
 
+#include <array>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <set>
@@ -11,395 +13,177 @@ using namespace LyVideoUtils;
 
 namespace {
 
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
+constexpr int32_t kMax = std::numeric_limits<int32_t>::max(), kMin = std::numeric_limits<int32_t>::min();
+using P = std::pair<int32_t, int32_t>;
 
-struct Field {
-    ELyScanMode scan;
-    ELyPolarity polarity;
-    int parity;  // frame rows the field holds: 0 even, 1 odd
-};
-const Field kFields[] = {
-    {ScanMode_UpperFirst, Polarity_First, 0},
-    {ScanMode_LowerFirst, Polarity_Second, 0},
-    {ScanMode_UpperFirst, Polarity_Second, 1},
-    {ScanMode_LowerFirst, Polarity_First, 1},
-};
-
-// Every (scan, polarity) pair that is not a field.
-std::vector<std::pair<ELyScanMode, ELyPolarity>> NonFields() {
-    std::vector<std::pair<ELyScanMode, ELyPolarity>> v;
-    for (int s : {-1, 0, 1, 2, 3, 77}) {
-        for (int p : {-1, 0, 1, 2, 3, 77}) {
-            if ((s == 0 || s == 1) && (p == 0 || p == 1)) continue;
-            v.emplace_back(static_cast<ELyScanMode>(s), static_cast<ELyPolarity>(p));
-        }
-    }
-    return v;
+// Top and bottom after the conversion; left and right must survive it.
+P Rows(bool toField, int32_t t, int32_t b, int scan, int pol) {
+    const CRect in(-7, t, 13, b);
+    const CRect r = toField ? FrameRectToFieldRect(in, ELyScanMode(scan), ELyPolarity(pol))
+                            : FieldRectToFrameRect(in, ELyScanMode(scan), ELyPolarity(pol));
+    EXPECT_EQ(r.left * 100 + r.right, -700 + 13);
+    return {r.top, r.bottom};
 }
 
-::testing::AssertionResult SameRect(const RECT& expected, const RECT& actual) {
-    if (expected.left == actual.left && expected.top == actual.top && expected.right == actual.right &&
-        expected.bottom == actual.bottom) {
-        return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure() << "expected (" << expected.left << "," << expected.top << ","
-                                         << expected.right << "," << expected.bottom << ") got (" << actual.left
-                                         << "," << actual.top << "," << actual.right << "," << actual.bottom << ")";
-}
-
-SLyVideoResolution Resolution(uint16_t w, uint16_t h) {
-    SLyVideoResolution r{};
-    r.width = w;
-    r.height = h;
-    r.reserved1 = 11;
-    r.reserved2 = 22;
-    r.aspectRatio = AspectRatio_16_9;
-    r.frameRate = FrameRate_25;
-    r.reserved3 = 33;
-    r.reserved4 = 44;
-    r.frameSize = {w, h};
-    return r;
-}
-
-SLyVideoResolution Output(ELyFrameRate rate) {
-    SLyVideoResolution r = Resolution(1920, 1080);
-    r.frameRate = rate;
-    return r;
+SLyVideoResolution Output(int rate) {
+    return SLyVideoResolution{1920, 1080, 1, 2, AspectRatio_16_9, ELyFrameRate(rate), 3, 4, {1920, 1080}};
 }
 
 // Heap-allocated so that a read past the stream array is a sanitizer report.
-std::unique_ptr<SLyAudioVideoFileInfo> MediaInfo(ELyFrameRate rate, uint32_t total, uint16_t streams) {
-    auto info = std::make_unique<SLyAudioVideoFileInfo>();
-    *info = SLyAudioVideoFileInfo{};
-    info->mediaKind = 0x10000;
-    info->streamCount = streams;
-    info->totalFrames = total;
-    for (auto& s : info->streams) {
-        s.frameRate = rate;
-        s.frameCount = total;
-    }
+std::unique_ptr<SLyAudioVideoFileInfo> Media(int rate, uint32_t total, uint16_t streams) {
+    auto info = std::make_unique<SLyAudioVideoFileInfo>(SLyAudioVideoFileInfo{0x10000, streams, 0, total, {}});
+    for (auto& s : info->streams) s = {ELyFrameRate(rate), total};
     return info;
-}
-
-bool SameInfo(const SLyAudioVideoFileInfo& a, const SLyAudioVideoFileInfo& b) {
-    if (a.mediaKind != b.mediaKind || a.streamCount != b.streamCount || a.totalFrames != b.totalFrames) return false;
-    for (int i = 0; i < LY_MAX_MEDIA_STREAMS; ++i) {
-        if (a.streams[i].frameRate != b.streams[i].frameRate || a.streams[i].frameCount != b.streams[i].frameCount)
-            return false;
-    }
-    return true;
 }
 
 }  // namespace
 
-static_assert(sizeof(SLyAudioVideoFileInfo) == 140, "documented host layout");
-static_assert(sizeof(SLyPlayListElementProps) == 12, "documented host layout");
-static_assert(sizeof(SLyVideoResolution) == 36 && sizeof(SLyVideoResolutionVer0) == 28, "resolution records");
+static_assert(sizeof(SLyAudioVideoFileInfo) == 140 && sizeof(SLyPlayListElementProps) == 12, "documented layout");
 
-// ------------------------------------------------------------ rectangles
-
-TEST(FieldRects, DocumentedExamples) {
-    EXPECT_TRUE(SameRect(CRect(3, 1, 9, 3), FrameRectToFieldRect(CRect(3, 1, 9, 5), ScanMode_UpperFirst, Polarity_First)));
-    EXPECT_TRUE(SameRect(CRect(3, 0, 9, 2), FrameRectToFieldRect(CRect(3, 1, 9, 5), ScanMode_UpperFirst, Polarity_Second)));
-    EXPECT_TRUE(SameRect(CRect(3, 3, 9, 6), FieldRectToFrameRect(CRect(3, 1, 9, 3), ScanMode_UpperFirst, Polarity_Second)));
-    EXPECT_TRUE(SameRect(CRect(3, 2, 9, 6), FieldRectToFrameRect(CRect(3, 1, 9, 3), ScanMode_UpperFirst, Polarity_First)));
-}
-
-TEST(FieldRects, FieldRowsAreExactlyTheFrameRowsOfThatParity) {
-    // For non-negative frame rows, field row i stands for frame row
-    // 2i + parity; the field rectangle must hold exactly the field's rows
-    // of the frame rectangle.
-    for (const Field& f : kFields) {
+TEST(FieldGeometry, Rects) {
+    EXPECT_EQ(Rows(true, 1, 5, 0, 0), P(1, 3));
+    EXPECT_EQ(Rows(true, 1, 5, 0, 1), P(0, 2));
+    EXPECT_EQ(Rows(false, 1, 3, 0, 1), P(3, 6));
+    EXPECT_EQ(Rows(false, 1, 3, 0, 0), P(2, 6));
+    // Field row i is frame row 2i + parity: the field rectangle must hold
+    // exactly the field's rows of the frame rectangle.
+    const int fields[4][3] = {{0, 0, 0}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}};  // scan, polarity, parity
+    for (const auto& f : fields) {
+        EXPECT_EQ(GetTexVertCenterOffset(ELyScanMode(f[0]), ELyPolarity(f[1])), f[2] ? -0.5f : 0.5f);
         for (int top = 0; top <= 24; ++top) {
             for (int bottom = top; bottom <= 24; ++bottom) {
-                const CRect r = FrameRectToFieldRect(CRect(-7, top, 13, bottom), f.scan, f.polarity);
-                ASSERT_EQ(r.left, -7);
-                ASSERT_EQ(r.right, 13);
+                const auto [ft, fb] = Rows(true, top, bottom, f[0], f[1]);
                 std::set<int> want, got;
                 for (int y = top; y < bottom; ++y) {
-                    if (y % 2 == f.parity) want.insert(y);
+                    if (y % 2 == f[2]) want.insert(y);
                 }
-                for (int i = r.top; i < r.bottom; ++i) got.insert(2 * i + f.parity);
-                ASSERT_EQ(want, got) << "scan " << f.scan << " pol " << f.polarity << " rows " << top << ".."
-                                     << bottom;
+                for (int i = ft; i < fb; ++i) got.insert(2 * i + f[2]);
+                ASSERT_EQ(want, got) << f[0] << f[1] << " rows " << top << ".." << bottom;
             }
         }
     }
-}
-
-TEST(FieldRects, NegativeRowsDivideTowardZero) {
-    // Even-row field: -3 rounds up to -2 then halves; odd-row field: an even
-    // bottom -2 is raised to -1 and -1 / 2 truncates to 0.
-    EXPECT_TRUE(SameRect(CRect(0, -1, 0, -2), FrameRectToFieldRect(CRect(0, -3, 0, -4), ScanMode_UpperFirst, Polarity_First)));
-    EXPECT_TRUE(SameRect(CRect(0, 0, 0, -1), FrameRectToFieldRect(CRect(0, -1, 0, -3), ScanMode_LowerFirst, Polarity_Second)));
-    EXPECT_TRUE(SameRect(CRect(0, -2, 0, 0), FrameRectToFieldRect(CRect(0, -3, 0, -2), ScanMode_UpperFirst, Polarity_Second)));
-    EXPECT_TRUE(SameRect(CRect(0, -1, 0, -1), FrameRectToFieldRect(CRect(0, -2, 0, -4), ScanMode_LowerFirst, Polarity_First)));
-    EXPECT_TRUE(SameRect(CRect(0, -5, 0, -2), FieldRectToFrameRect(CRect(0, -3, 0, -1), ScanMode_LowerFirst, Polarity_First)));
-}
-
-TEST(FieldRects, NonFieldsLeaveFrameRectAndStillDoubleFieldRect) {
-    for (auto [scan, polarity] : NonFields()) {
-        EXPECT_TRUE(SameRect(CRect(1, 3, 5, 7), FrameRectToFieldRect(CRect(1, 3, 5, 7), scan, polarity)));
-        EXPECT_TRUE(SameRect(CRect(1, 6, 5, 14), FieldRectToFrameRect(CRect(1, 3, 5, 7), scan, polarity)));
+    // Negative rows divide toward zero (odd-field bottom -2 -> -1 / 2 -> 0).
+    EXPECT_EQ(Rows(true, -3, -4, 0, 0), P(-1, -2));
+    EXPECT_EQ(Rows(true, -3, -2, 0, 1), P(-2, 0));
+    EXPECT_EQ(Rows(false, -3, -1, 1, 0), P(-5, -2));
+    // Not a field: the frame rectangle is kept, the field one still doubles.
+    for (auto [scan, pol] : {P(2, 0), P(0, 2), P(1, 3), P(-1, 0), P(77, 1)}) {
+        EXPECT_EQ(Rows(true, 3, 7, scan, pol), P(3, 7));
+        EXPECT_EQ(Rows(false, 3, 7, scan, pol), P(6, 14));
+        EXPECT_EQ(GetTexVertCenterOffset(ELyScanMode(scan), ELyPolarity(pol)), 0.0f);
     }
+    // 32-bit wrap instead of overflow: INT32_MAX raised to even is INT32_MIN.
+    EXPECT_EQ(Rows(true, kMax, kMax, 0, 0), P(kMin / 2, kMin / 2));
+    EXPECT_EQ(Rows(false, kMax, kMin, 1, 0), P(-1, 0));
 }
 
-TEST(FieldRects, ExtremeCoordinatesWrapWithoutOverflow) {
-    // 32-bit wrap-around, defined: INT32_MAX is odd, so the even field raises
-    // it to 2^31, which wraps to INT32_MIN before halving.
-    const CRect even = FrameRectToFieldRect(CRect(kMin, kMax, kMax, kMax), ScanMode_UpperFirst, Polarity_First);
-    EXPECT_EQ(even.top, kMin / 2);
-    EXPECT_EQ(even.bottom, kMin / 2);
-    EXPECT_EQ(even.left, kMin);
-    const CRect odd = FrameRectToFieldRect(CRect(0, kMin, 0, kMax - 1), ScanMode_UpperFirst, Polarity_Second);
-    EXPECT_EQ(odd.top, kMin / 2);
-    EXPECT_EQ(odd.bottom, kMax / 2);
-    const CRect frame = FieldRectToFrameRect(CRect(0, kMax, 0, kMin), ScanMode_LowerFirst, Polarity_First);
-    EXPECT_EQ(frame.top, -1);  // 2 * INT32_MAX wraps to -2, plus one
-    EXPECT_EQ(frame.bottom, 0);
-}
-
-// ------------------------------------------------------------ texture offsets
-
-TEST(FieldTexture, CenterOffset) {
-    for (const Field& f : kFields) EXPECT_EQ(GetTexVertCenterOffset(f.scan, f.polarity), f.parity ? -0.5f : 0.5f);
-    for (auto [scan, polarity] : NonFields()) EXPECT_EQ(GetTexVertCenterOffset(scan, polarity), 0.0f);
-}
-
-TEST(FieldTexture, CorrectFieldTexUV) {
-    auto run = [](int scan, int polarity, uint32_t height, unsigned count = 3) {
-        std::vector<float> uv = {0.25f, 0.5f, 0.75f, 1.0f, -2.0f, 0.0f, 9.0f, 9.0f};  // last pair is a guard
-        CorrectFieldTexUV(uv.data(), count, height, static_cast<ELyScanMode>(scan),
-                          static_cast<ELyPolarity>(polarity));
+TEST(FieldGeometry, TextureCorrection) {
+    auto run = [](int scan, int pol, uint32_t height, unsigned count = 2) {
+        std::vector<float> uv = {0.25f, 0.5f, -2.0f, 0.0f, 9.0f, 9.0f};  // last pair: guard
+        CorrectFieldTexUV(uv.data(), count, height, ELyScanMode(scan), ELyPolarity(pol));
         return uv;
     };
-    const std::vector<float> plus = {0.25f, 0.5625f, 0.75f, 1.0625f, -2.0f, 0.0625f, 9.0f, 9.0f};
-    const std::vector<float> minus = {0.25f, 0.4375f, 0.75f, 0.9375f, -2.0f, -0.0625f, 9.0f, 9.0f};
-    const std::vector<float> none = run(2, 0, 4, 0);
-    EXPECT_EQ(run(0, 0, 4), plus);
-    EXPECT_EQ(run(1, 1, 4), plus);
-    EXPECT_EQ(run(0, 1, 4), minus);
-    EXPECT_EQ(run(1, 0, 4), minus);
-    // Only polarity 3 and scan mode 2 switch it off: polarity 2 and unknown
-    // scan modes still shift upward.
-    EXPECT_EQ(run(1, 2, 4), plus);
-    EXPECT_EQ(run(0, 2, 4), plus);
-    EXPECT_EQ(run(7, 0, 4), plus);
-    EXPECT_EQ(run(-1, -1, 4), plus);
-    EXPECT_EQ(run(0, 3, 4), none);
-    EXPECT_EQ(run(1, 3, 4), none);
-    EXPECT_EQ(run(2, 0, 4), none);
-    EXPECT_EQ(run(2, 1, 4), none);
+    const std::vector<float> plus = {0.25f, 0.5625f, -2.0f, 0.0625f, 9.0f, 9.0f}, none = run(2, 0, 4, 0);
+    const std::vector<float> minus = {0.25f, 0.4375f, -2.0f, -0.0625f, 9.0f, 9.0f};
+    // Only scan mode 2 and polarity 3 switch it off: polarity 2 still shifts.
+    for (auto [scan, pol] : {P(0, 0), P(1, 1), P(1, 2), P(7, 0)}) EXPECT_EQ(run(scan, pol, 4), plus);
+    for (auto [scan, pol] : {P(0, 1), P(1, 0)}) EXPECT_EQ(run(scan, pol, 4), minus);
+    for (auto [scan, pol] : {P(0, 3), P(2, 0), P(2, 1)}) EXPECT_EQ(run(scan, pol, 4), none);
     EXPECT_EQ(run(0, 0, 0), none);
-    CorrectFieldTexUV(nullptr, 5, 4, ScanMode_UpperFirst, Polarity_First);  // refused, no crash
-    // Heights beyond 2^31 are unsigned: the shift stays positive and tiny.
-    const std::vector<float> tiny = run(0, 0, 0xFFFFFFFFu, 1);
-    EXPECT_EQ(tiny[1], 0.5f);
-    // v is updated in double and stored as float: 1 + 0.25 / 3 rounds once.
-    std::vector<float> one = {0.0f, 1.0f};
-    CorrectFieldTexUV(one.data(), 1, 3, ScanMode_UpperFirst, Polarity_First);
-    EXPECT_EQ(one[1], static_cast<float>(1.0 + 0.25 / 3.0));
+    EXPECT_EQ(run(0, 0, 0xFFFFFFFFu)[1], 0.5f);  // an unsigned height: a tiny positive shift
+    CorrectFieldTexUV(nullptr, 5, 4, ScanMode_UpperFirst, Polarity_First);
 }
 
-// ------------------------------------------------------------ resolution records
-
-TEST(ResolutionRecords, DisplaySizeTable) {
-    struct Row {
-        uint16_t w, h;
-        int32_t cx, cy;
-        int hit;
-    };
-    const Row rows[] = {
-        {768, 576, 720, 576, 1},    {1024, 576, 720, 576, 1},   {648, 486, 720, 486, 1},
-        {864, 486, 720, 486, 1},    {853, 480, 720, 480, 1},    {1920, 1080, 1920, 1080, 1},
-        {1280, 720, 1280, 720, 1},  {720, 576, 720, 576, 0},    {576, 768, 576, 768, 0},
-        {854, 480, 854, 480, 0},    {0, 0, 0, 0, 0},            {65535, 65535, 65535, 65535, 0},
-    };
-    for (const Row& r : rows) {
-        SLyVideoResolutionVer0 v0{};
-        v0.width = r.w;
-        v0.height = r.h;
+TEST(FieldGeometry, ResolutionRecords) {
+    // {display w, h, stored cx, cy, found}
+    const int rows[][5] = {{768, 576, 720, 576, 1},   {1024, 576, 720, 576, 1}, {648, 486, 720, 486, 1},
+                           {864, 486, 720, 486, 1},   {853, 480, 720, 480, 1},  {1920, 1080, 1920, 1080, 1},
+                           {1280, 720, 1280, 720, 1}, {720, 576, 720, 576, 0},  {576, 768, 576, 768, 0},
+                           {1280, 719, 1280, 719, 0}, {65535, 0, 65535, 0, 0}};
+    for (const auto& r : rows) {
+        const SLyVideoResolutionVer0 v0{uint16_t(r[0]),  uint16_t(r[1]),  -5,   6,
+                                        AspectRatio_4_3, FrameRate_59_94, kMax, -8};
         SIZE size{-1, -1};
-        EXPECT_EQ(EstimateVideoResFrameSize(v0, size), r.hit) << r.w << "x" << r.h;
-        EXPECT_EQ(size.cx, r.cx);
-        EXPECT_EQ(size.cy, r.cy);
-    }
-}
-
-TEST(ResolutionRecords, ConvertVer0CopiesEveryField) {
-    SLyVideoResolutionVer0 v0{1024, 576, -5, 6, AspectRatio_16_9, FrameRate_59_94, 0x7FFFFFFF, -8};
-    SLyVideoResolution r{};
-    r.frameSize = {99, 99};
-    ConvertVer0Resolution(v0, r);
-    SLyVideoResolution expected{1024, 576, -5, 6, AspectRatio_16_9, FrameRate_59_94, 0x7FFFFFFF, -8, {720, 576}};
-    EXPECT_EQ(IsEqualResolution(r, expected), 1);
-    EXPECT_EQ(r.reserved3, 0x7FFFFFFF);
-    EXPECT_EQ(r.frameSize.cx, 720);
-}
-
-TEST(ResolutionRecords, HDAndEquality) {
-    EXPECT_EQ(IsHDResolution(Resolution(1280, 719)), 0);
-    EXPECT_EQ(IsHDResolution(Resolution(1280, 720)), 1);
-    EXPECT_EQ(IsHDResolution(Resolution(0, 0)), 0);
-    EXPECT_EQ(IsHDResolution(Resolution(16, 65535)), 1);
-
-    const SLyVideoResolution base = Resolution(1920, 1080);
-    EXPECT_EQ(IsEqualResolution(base, base), 1);
-    // Every one of the nine fields takes part.
-    for (int field = 0; field < 10; ++field) {
-        SLyVideoResolution other = base;
-        switch (field) {
-        case 0: other.width++; break;
-        case 1: other.height++; break;
-        case 2: other.reserved1++; break;
-        case 3: other.reserved2++; break;
-        case 4: other.aspectRatio = AspectRatio_4_3; break;
-        case 5: other.frameRate = FrameRate_50; break;
-        case 6: other.reserved3++; break;
-        case 7: other.reserved4++; break;
-        case 8: other.frameSize.cx++; break;
-        case 9: other.frameSize.cy++; break;
+        EXPECT_EQ(EstimateVideoResFrameSize(v0, size), r[4]) << r[0] << "x" << r[1];
+        EXPECT_EQ(P(size.cx, size.cy), P(r[2], r[3]));
+        SLyVideoResolution full{};
+        ConvertVer0Resolution(v0, full);
+        const SLyVideoResolution want{v0.width,        v0.height, -5, 6,           AspectRatio_4_3,
+                                      FrameRate_59_94, kMax,      -8, {r[2], r[3]}};
+        EXPECT_EQ(IsEqualResolution(full, want), 1);
+        EXPECT_EQ(IsHDResolution(full), r[1] >= 720 ? 1 : 0);
+        // Every one of the nine fields takes part in equality.
+        for (int field = 0; field < 10; ++field) {
+            SLyVideoResolution o = want;
+            int32_t* words[] = {&o.reserved1, &o.reserved2,    &o.reserved3,
+                                &o.reserved4, &o.frameSize.cx, &o.frameSize.cy};
+            if (field == 0)
+                o.width ^= 1;
+            else if (field == 1)
+                o.height ^= 1;
+            else if (field == 2)
+                o.aspectRatio = AspectRatio_16_9;
+            else if (field == 3)
+                o.frameRate = FrameRate_50;
+            else
+                *words[field - 4] ^= 1;
+            EXPECT_EQ(IsEqualResolution(want, o) + IsEqualResolution(o, want), 0) << field;
         }
-        EXPECT_EQ(IsEqualResolution(base, other), 0) << field;
-        EXPECT_EQ(IsEqualResolution(other, base), 0) << field;
     }
 }
 
-// ------------------------------------------------------------ re-timing
-
-TEST(Retiming, AVDescriptionConvertsTotalAndStreams) {
-    auto info = MediaInfo(FrameRate_25, 1000, 3);
-    info->streams[1].frameRate = FrameRate_29_97;
-    info->streams[1].frameCount = 999;
-    info->streams[2].frameRate = FrameRate_29_97;
-    info->streams[2].frameCount = 15;
-    info->streams[3].frameCount = 1234;  // beyond streamCount
+TEST(FieldGeometry, Retiming) {
+    auto info = Media(FrameRate_25, 1000, 3);
+    info->streams[1] = {FrameRate_29_97, 999};
+    info->streams[2] = {FrameRate_29_97, 1234};  // beyond streamCount after the change below
+    info->streamCount = 2;
     AVDescriptionFRC(Output(FrameRate_50), *info);
     EXPECT_EQ(info->totalFrames, 2000u);
     EXPECT_EQ(info->streams[0].frameCount, 2000u);
-    // 999 frames at 30000/1001 last 33.333 s: 1666.67 frames at 50, truncated.
-    EXPECT_EQ(info->streams[1].frameCount, 999u * 1001u * 50u / 30000u);
-    EXPECT_EQ(info->streams[2].frameCount, 15u * 1001u * 50u / 30000u);
-    EXPECT_EQ(info->streams[3].frameCount, 1234u);
-    EXPECT_EQ(info->streams[1].frameRate, FrameRate_29_97);  // rates are not rewritten
-}
-
-TEST(Retiming, StreamAtOutputRateHasNoShortcut) {
-    // The total uses the same-rate shortcut, the streams do not: 15 frames at
-    // 29.97 through the double arithmetic come out at 14.999.. and truncate.
-    auto info = MediaInfo(FrameRate_25, 250, 2);
-    info->streams[1].frameRate = FrameRate_29_97;
-    info->streams[1].frameCount = 15;
+    EXPECT_EQ(info->streams[1].frameCount, 999u * 1001u * 50u / 30000u);  // 1666.665 truncated
+    EXPECT_EQ(info->streams[2].frameCount, 1234u);
+    // Streams get no same-rate shortcut: 15 frames at 29.97 come out at 14.999...
+    info = Media(FrameRate_25, 250, 2);
+    info->streams[1] = {FrameRate_29_97, 15};
     AVDescriptionFRC(Output(FrameRate_29_97), *info);
     EXPECT_EQ(info->streams[1].frameCount, 14u);
-}
-
-TEST(Retiming, AVDescriptionLeavesAloneWhenNothingToDo) {
-    for (auto [rate, count] : {std::pair{FrameRate_50, 0}, std::pair{FrameRate_25, 4}}) {
-        auto info = MediaInfo(FrameRate_25, 1000, static_cast<uint16_t>(count));
-        const SLyAudioVideoFileInfo before = *info;
-        AVDescriptionFRC(Output(rate), *info);
-        EXPECT_TRUE(SameInfo(before, *info));
-    }
-}
-
-TEST(Retiming, StreamCountIsBoundedByTheArray) {
-    auto info = MediaInfo(FrameRate_25, 1000, 0xFFFF);
+    info = Media(FrameRate_25, 1000, 0xFFFF);  // the count is bounded by the array
     AVDescriptionFRC(Output(FrameRate_50), *info);
-    for (int i = 0; i < LY_MAX_MEDIA_STREAMS; ++i) EXPECT_EQ(info->streams[i].frameCount, 2000u) << i;
-}
-
-TEST(Retiming, RatesOutsideTheTableRefuse) {
-    struct Case {
-        int output, file, stream3;
-        uint16_t count;
-    };
-    const Case cases[] = {
-        {8, 2, 2, 4}, {-1, 2, 2, 4}, {5, 9, 9, 4}, {5, 2, 100, 4}, {5, 2, -7, 16},
-    };
-    for (const Case& c : cases) {
-        auto info = MediaInfo(static_cast<ELyFrameRate>(c.file), 1000, c.count);
-        info->streams[3].frameRate = static_cast<ELyFrameRate>(c.stream3);
+    for (const auto& s : info->streams) EXPECT_EQ(s.frameCount, 2000u);
+    // Nothing to do, or refused: {output rate, file rate, stream 1 rate, streamCount}.
+    const std::array<int, 4> unchanged[] = {{5, 2, 2, 0},  {2, 2, 2, 4}, {8, 2, 2, 4},
+                                            {-1, 2, 2, 4}, {5, 9, 9, 4}, {5, 2, 100, 4}};
+    for (const auto& c : unchanged) {
+        info = Media(c[1], 1000, uint16_t(c[3]));
+        info->streams[1].frameRate = ELyFrameRate(c[2]);
         const SLyAudioVideoFileInfo before = *info;
-        AVDescriptionFRC(Output(static_cast<ELyFrameRate>(c.output)), *info);
-        EXPECT_TRUE(SameInfo(before, *info)) << c.output << " " << c.file << " " << c.stream3;
-        SLyPlayListElementProps props{1, 2, 3};
-        ElementPropsFRC(Output(static_cast<ELyFrameRate>(c.output)), before, props);
-        EXPECT_EQ(props.trimIn, 1u);
-        EXPECT_EQ(props.trimOut, 2u);
-        ElementPropsAliasFRC(Output(static_cast<ELyFrameRate>(c.output)), before, props);
-        EXPECT_EQ(props.trimIn, 1u);
-        EXPECT_EQ(props.trimOut, 2u);
-        EXPECT_EQ(props.trimLength, 3u);
+        AVDescriptionFRC(Output(c[0]), *info);
+        EXPECT_EQ(std::memcmp(&before, info.get(), sizeof before), 0) << c[0] << " " << c[1] << " " << c[2];
     }
-    // An invalid stream beyond streamCount is never looked at.
-    auto info = MediaInfo(FrameRate_25, 1000, 2);
-    info->streams[5].frameRate = static_cast<ELyFrameRate>(99);
-    AVDescriptionFRC(Output(FrameRate_50), *info);
-    EXPECT_EQ(info->totalFrames, 2000u);
-}
 
-TEST(Retiming, ElementProps) {
-    auto info = MediaInfo(FrameRate_25, 1000, 1);
+    // Play-list trims; 25 -> 50 doubles the total (1000 -> 2000).
+    info = Media(FrameRate_25, 1000, 1);
     const SLyAudioVideoFileInfo before = *info;
-
-    SLyPlayListElementProps props{100, 300, 500};
-    ElementPropsFRC(Output(FrameRate_50), *info, props);
-    EXPECT_EQ(props.trimIn, 200u);
-    EXPECT_EQ(props.trimOut, 700u);  // the new in plus the unconverted length
-    EXPECT_EQ(props.trimLength, 500u);
-    EXPECT_TRUE(SameInfo(before, *info));  // worked on a copy
-
-    props = {100, 300, 5000};
-    ElementPropsFRC(Output(FrameRate_50), *info, props);
-    EXPECT_EQ(props.trimOut, 2000u);  // capped at the new total
-    props = {100, 300, 0xFFFFFFFFu};
-    ElementPropsFRC(Output(FrameRate_50), *info, props);
-    EXPECT_EQ(props.trimOut, 199u);  // 200 + length wraps in 32 bits
-
-    // The alias maps from the new units back to the old ones.
-    props = {100, 300, 500};
-    ElementPropsAliasFRC(Output(FrameRate_50), *info, props);
-    EXPECT_EQ(props.trimIn, 50u);
-    EXPECT_EQ(props.trimOut, 150u);
-    EXPECT_EQ(props.trimLength, 500u);
-}
-
-TEST(Retiming, ElementPropsConditions) {
-    auto check = [](const SLyAudioVideoFileInfo& info, ELyFrameRate out, bool changes) {
-        SLyPlayListElementProps a{100, 300, 500};
-        SLyPlayListElementProps b{100, 300, 500};
-        ElementPropsFRC(Output(out), info, a);
-        ElementPropsAliasFRC(Output(out), info, b);
-        EXPECT_EQ(a.trimIn != 100u || a.trimOut != 300u, changes);
-        EXPECT_EQ(b.trimIn != 100u || b.trimOut != 300u, changes);
+    using A = std::array<uint32_t, 3>;
+    auto props = [&](int rate, A p, bool alias) {
+        SLyPlayListElementProps e{p[0], p[1], p[2]};
+        (alias ? ElementPropsAliasFRC : ElementPropsFRC)(Output(rate), *info, e);
+        return A{e.trimIn, e.trimOut, e.trimLength};
     };
-    auto info = MediaInfo(FrameRate_25, 1000, 1);
-    info->mediaKind = 65535;  // must exceed 65535
-    check(*info, FrameRate_50, false);
-    info->mediaKind = 65536;
-    check(*info, FrameRate_50, true);
-    check(*info, FrameRate_25, false);  // same rate
-    info->totalFrames = 0;              // nothing to scale from: refused
-    check(*info, FrameRate_50, false);
-
-    // One frame at 25 is under one at 23.98: the new total is 0, so the
-    // alias (which divides by it) refuses while the forward form proceeds.
+    EXPECT_EQ(props(5, {100, 300, 500}, false), (A{200, 700, 500}));                // new in + unconverted length
+    EXPECT_EQ(props(5, {100, 300, 5000}, false), (A{200, 2000, 5000}));             // capped at the new total
+    EXPECT_EQ(props(5, {100, 300, 0xFFFFFFFF}, false), (A{200, 199, 0xFFFFFFFF}));  // the sum wraps
+    EXPECT_EQ(props(5, {100, 300, 500}, true), (A{50, 150, 500}));                  // the alias maps new -> old
+    EXPECT_EQ(std::memcmp(&before, info.get(), sizeof before), 0);                  // worked on a copy
+    for (bool alias : {false, true}) {
+        for (int step = 0; step < 4; ++step) {  // same rate; unknown rate; mediaKind too small; no total
+            info->mediaKind = step == 2 ? 65535 : 65536;
+            info->totalFrames = step == 3 ? 0 : 1000;
+            EXPECT_EQ(props(step == 0 ? 2 : step == 1 ? 8 : 5, {100, 300, 500}, alias), (A{100, 300, 500})) << step;
+        }
+    }
+    // One frame at 25 is none at 23.98: the alias would divide by it and refuses.
     info->totalFrames = 1;
-    SLyPlayListElementProps b{100, 300, 500};
-    ElementPropsAliasFRC(Output(FrameRate_23_98), *info, b);
-    EXPECT_EQ(b.trimIn, 100u);
-    EXPECT_EQ(b.trimOut, 300u);
-    SLyPlayListElementProps a{1, 1, 5};
-    ElementPropsFRC(Output(FrameRate_23_98), *info, a);
-    EXPECT_EQ(a.trimIn, 0u);
-    EXPECT_EQ(a.trimOut, 0u);
-
-    // No streams: nothing is re-timed, the trim points map old -> old.
-    auto none = MediaInfo(FrameRate_25, 1000, 0);
-    SLyPlayListElementProps c{100, 300, 50};
-    ElementPropsFRC(Output(FrameRate_50), *none, c);
-    EXPECT_EQ(c.trimIn, 100u);
-    EXPECT_EQ(c.trimOut, 150u);
+    EXPECT_EQ(props(0, {100, 300, 500}, true), (A{100, 300, 500}));
+    EXPECT_EQ(props(0, {1, 1, 5}, false), (A{0, 0, 5}));
 }

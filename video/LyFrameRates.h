@@ -21,9 +21,7 @@ inline constexpr FrameRateRatio kFrameRates[8] = {
 };
 
 // The enum is open, so every caller checks before indexing the table.
-constexpr bool IsKnownFrameRate(ELyFrameRate rate) {
-    return static_cast<int>(rate) >= 0 && static_cast<int>(rate) < 8;
-}
+constexpr bool IsKnownFrameRate(ELyFrameRate rate) { return static_cast<int>(rate) >= 0 && static_cast<int>(rate) < 8; }
 
 // Only valid after IsKnownFrameRate.
 inline double FrameRateValue(ELyFrameRate rate) {
@@ -42,9 +40,7 @@ inline int64_t TruncateToInt64(double v) {
 
 // Truncation keeping the low 32 bits: negative values wrap modulo 2^32, and
 // out-of-range values and NaN give 0.
-inline uint32_t TruncateToLow32(double v) {
-    return static_cast<uint32_t>(static_cast<uint64_t>(TruncateToInt64(v)));
-}
+inline uint32_t TruncateToLow32(double v) { return static_cast<uint32_t>(static_cast<uint64_t>(TruncateToInt64(v))); }
 
 // Half away from zero: +0.5 above zero, -0.5 at or below, then truncate.
 inline double AddRoundingHalf(double v) { return v > 0.0 ? v + 0.5 : v - 0.5; }

@@ -37,8 +37,8 @@ struct DisplaySizeRow {
 // Square-pixel display sizes of the standard-definition rasters (and the HD
 // ones, which are already square) mapped to the sizes actually stored.
 constexpr DisplaySizeRow kDisplaySizes[] = {
-    {768, 576, 720, 576},  {1024, 576, 720, 576},  {648, 486, 720, 486},  {864, 486, 720, 486},
-    {853, 480, 720, 480},  {1920, 1080, 1920, 1080}, {1280, 720, 1280, 720},
+    {768, 576, 720, 576}, {1024, 576, 720, 576},    {648, 486, 720, 486},   {864, 486, 720, 486},
+    {853, 480, 720, 480}, {1920, 1080, 1920, 1080}, {1280, 720, 1280, 720},
 };
 
 uint32_t StreamsToProcess(const SLyAudioVideoFileInfo& info) {
@@ -113,8 +113,7 @@ float GetTexVertCenterOffset(ELyScanMode scanMode, ELyPolarity polarity) {
     return 0.0f;
 }
 
-void CorrectFieldTexUV(float* uv, unsigned count, uint32_t textureHeight, ELyScanMode scanMode,
-                       ELyPolarity polarity) {
+void CorrectFieldTexUV(float* uv, unsigned count, uint32_t textureHeight, ELyScanMode scanMode, ELyPolarity polarity) {
     if (scanMode == ScanMode_Progressive || polarity == Polarity_FrameAlternate || uv == nullptr ||
         textureHeight == 0) {
         return;
@@ -161,9 +160,9 @@ int IsHDResolution(const SLyVideoResolution& resolution) { return resolution.hei
 int IsEqualResolution(const SLyVideoResolution& a, const SLyVideoResolution& b) {
     // Field by field rather than by bytes, so padding could never take part.
     const bool same = a.width == b.width && a.height == b.height && a.reserved1 == b.reserved1 &&
-                      a.reserved2 == b.reserved2 && a.aspectRatio == b.aspectRatio &&
-                      a.frameRate == b.frameRate && a.reserved3 == b.reserved3 && a.reserved4 == b.reserved4 &&
-                      a.frameSize.cx == b.frameSize.cx && a.frameSize.cy == b.frameSize.cy;
+                      a.reserved2 == b.reserved2 && a.aspectRatio == b.aspectRatio && a.frameRate == b.frameRate &&
+                      a.reserved3 == b.reserved3 && a.reserved4 == b.reserved4 && a.frameSize.cx == b.frameSize.cx &&
+                      a.frameSize.cy == b.frameSize.cy;
     return same ? 1 : 0;
 }
 

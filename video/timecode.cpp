@@ -5,6 +5,7 @@
 #include <cwchar>
 #include <cwctype>
 #include <string>
+#include <string_view>
 
 #include "LyVideoUtils.h"
 #include "video/LyFrameRates.h"
@@ -61,8 +62,7 @@ std::wstring FormatFour(const wchar_t* format, int a, int b, int c, int d) {
 
 }  // namespace
 
-int GetFrameTimeCode(ELyFrameRate rate, uint32_t frame, unsigned char* const timecode, int dropFrame,
-                     int fieldBased) {
+int GetFrameTimeCode(ELyFrameRate rate, uint32_t frame, unsigned char* const timecode, int dropFrame, int fieldBased) {
     if (!ly::IsKnownFrameRate(rate) || timecode == nullptr) return 0;
     uint32_t n = frame;
 
@@ -70,9 +70,12 @@ int GetFrameTimeCode(ELyFrameRate rate, uint32_t frame, unsigned char* const tim
     bool nearly30 = rate == FrameRate_29_97;
     if (fieldBased != 0 && (rate == FrameRate_50 || rate == FrameRate_59_94 || rate == FrameRate_60)) {
         n >>= 1;
-        if (rate == FrameRate_50) rate = FrameRate_25;
-        else if (rate == FrameRate_60) rate = FrameRate_30;
-        else nearly30 = true;
+        if (rate == FrameRate_50)
+            rate = FrameRate_25;
+        else if (rate == FrameRate_60)
+            rate = FrameRate_30;
+        else
+            nearly30 = true;
     } else if (rate == FrameRate_59_94) {
         if (dropFrame == 1) {
             DropFrameTimecode(n >> 1, timecode);
@@ -119,8 +122,8 @@ int FrameToTime(ELyFrameRate rate, uint32_t frame, std::wstring& text) {
 int TimeToFrame(ELyFrameRate rate, int hours, int minutes, int seconds, int milliseconds, uint32_t& frame) {
     if (!ly::IsKnownFrameRate(rate)) return 0;
     // 32-bit int arithmetic that wraps instead of overflowing.
-    const uint32_t wrapped = static_cast<uint32_t>(hours) * 3600u + static_cast<uint32_t>(minutes) * 60u +
-                             static_cast<uint32_t>(seconds);
+    const uint32_t wrapped =
+        static_cast<uint32_t>(hours) * 3600u + static_cast<uint32_t>(minutes) * 60u + static_cast<uint32_t>(seconds);
     const int32_t total = static_cast<int32_t>(wrapped);
     const double fps = ly::FrameRateValue(rate);
     const double f = static_cast<double>(total) * fps + fps * static_cast<double>(milliseconds) / 1000.0;
@@ -138,8 +141,7 @@ float FramesToSecond(uint32_t frames, ELyFrameRate rate, int /*unused*/) {
     return static_cast<float>(static_cast<double>(frames) / ly::FrameRateValue(rate));
 }
 
-int TimeCode2Frame(ELyFrameRate rate, unsigned char* const timecode, int dropFrame, int fieldBased,
-                   uint32_t& frame) {
+int TimeCode2Frame(ELyFrameRate rate, unsigned char* const timecode, int dropFrame, int fieldBased, uint32_t& frame) {
     if (!ly::IsKnownFrameRate(rate) || timecode == nullptr) return 0;
     const uint32_t total = static_cast<uint32_t>(timecode[0]) * 3600u + static_cast<uint32_t>(timecode[1]) * 60u +
                            static_cast<uint32_t>(timecode[2]);
@@ -159,7 +161,7 @@ int TimeCode2Frame(ELyFrameRate rate, unsigned char* const timecode, int dropFra
 }
 
 int String2TimeCode(const std::wstring& text, unsigned char* const timecode) {
-    static const std::wstring kPattern = L"00:00:00:00";
+    constexpr std::wstring_view kPattern = L"00:00:00:00";
     if (timecode == nullptr || text.size() != kPattern.size()) return 0;
 
     size_t fieldStart = 0;
@@ -192,14 +194,9 @@ void GetFrameRateClass(uint32_t numerator, uint32_t denominator, ELyFrameRate& r
         ELyFrameRate rate;
     };
     static constexpr Candidate kOrder[] = {
-        {24.0, FrameRate_24},
-        {23.976023976023978, FrameRate_23_98},
-        {25.0, FrameRate_25},
-        {30.0, FrameRate_30},
-        {29.97002997002997, FrameRate_29_97},
-        {50.0, FrameRate_50},
-        {60.0, FrameRate_60},
-        {59.94005994005994, FrameRate_59_94},
+        {24.0, FrameRate_24}, {23.976023976023978, FrameRate_23_98}, {25.0, FrameRate_25},
+        {30.0, FrameRate_30}, {29.97002997002997, FrameRate_29_97},  {50.0, FrameRate_50},
+        {60.0, FrameRate_60}, {59.94005994005994, FrameRate_59_94},
     };
     for (const Candidate& c : kOrder) {
         if (std::fabs(r - c.value) <= 0.0001) {
