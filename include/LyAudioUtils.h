@@ -106,7 +106,7 @@ LYAVUTILS_API int GetAudioVolume(ILyAudioSample* sample, double* const levels);
 //    then taken from buffer + blockAlign * (frames / 4). For stereo 16-bit with
 //    4 or more frames that lies inside the frames already done, so a Swap
 //    there undoes itself and the last frames % 4 frames stay as they were.
-//    This placement is the established behaviour and is kept.
+//    This placement is deliberate and kept.
 //  * 8-bit: `frames` 2-byte frames from the start.
 // A frame that would not lie entirely inside `bytes` (possible only when
 // blockAlign is smaller than these assumed frames) is skipped.
