@@ -533,6 +533,9 @@ LY_TARGET_AVX2 void InvertRowAvx2(unsigned char* m, int width) {
         _mm256_storeu_si256(p0, _mm256_xor_si256(a, ones));
         _mm256_storeu_si256(p1, _mm256_xor_si256(b, ones));
     }
+    // The tail runs the out-of-line SSE2 row: leave the upper halves clean so
+    // its legacy-encoded instructions do not pay for a state transition.
+    _mm256_zeroupper();
     InvertRowSse2(m + i, width - i);
 }
 #endif
