@@ -62,10 +62,11 @@ LYAVUTILS_API void Fade16bitAlpha(unsigned char* buffer, int pitch, int width, i
 // One factor per row, kept to its low byte (101% gives 258, used as 2): the
 // ramp wraps rather than clamps. Percentages are float: each band of rows
 // starts at startPercent + firstRowOfBand * stepPercent and adds stepPercent
-// row by row. The bands depend on the pool size (one band under 16 rows or
-// with a one-thread pool), so a factor that sits on a rounding edge can come
-// out one apart with a different pool size; for a given pool size the result
-// is deterministic. Rows whose factor is 255 are not written.
+// row by row. The bands are the pool's (one band under 16 rows or with a
+// one-thread pool, else one per worker of height / workers rows, the last
+// taking the remainder), so a row whose factor sits on a rounding edge can get
+// a different factor with a different pool size; for a given pool size the
+// result is deterministic. Rows whose factor is 255 are not written.
 LYAVUTILS_API void GradientVerFadeImage(unsigned char* buffer, int pitch, int width, int height,
                                         float startPercent, float stepPercent);
 // The same ramp on a 16-bit plane: each row's factor is its low byte, applied
@@ -92,8 +93,8 @@ LYAVUTILS_API void GradientHorFade16bitAlpha(unsigned char* buffer, int pitch, i
 // read and written: no row needs slack past its width.
 
 // Image alpha = (mask * alpha + 255) >> 8; colour bytes are kept. The result
-// does not depend on the buffer's address. Mask runs of 255 leave the alpha as
-// it is and are skipped without writing.
+// does not depend on the buffer's address. A mask byte of 255 leaves alpha as
+// it is; the vector paths skip such runs without writing them.
 LYAVUTILS_API void MaskImage(unsigned char* image, int imagePitch, const unsigned char* mask, int maskPitch,
                              int width, int height);
 
