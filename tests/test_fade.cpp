@@ -226,14 +226,6 @@ TEST(FadeImage, FactorRoundsHalfAwayFromZeroAndKeepsItsLowByte) {
     }
 }
 
-TEST(FadeImage, HalfOpacityOnMixedAlpha) {
-    TestImage image(5, 1, 4);
-    const unsigned char alphas[5] = {0, 1, 128, 200, 255};
-    for (int x = 0; x < 5; ++x) image.pixel(x, 0)[3] = alphas[x];
-    FadeImage(image.data(), image.pitch(), 5, 1, 50.0f);
-    EXPECT_EQ(AlphaRow(image, 0), (std::vector<int>{0, 1, 64, 100, 128}));
-}
-
 TEST(Fade16bitAlpha, HeadAndTailRoundDifferentlyFromTheMiddle) {
     for (ly::Isa isa : lytest::AvailableIsas()) {
         lytest::ScopedIsa cap(isa);
@@ -362,14 +354,6 @@ TEST(GradientHorFadeImage, RampClampsAtBothEnds) {
         EXPECT_EQ(alpha[51], 3);
         EXPECT_EQ(alpha[width - 1], 255);
     }
-}
-
-TEST(GradientHorFadeImage, StartAt100IsOpaqueEverywhere) {
-    TestImage image(300, 2, 4, 3);
-    image.FillRandom();
-    const auto before = image.Pixels();
-    GradientHorFadeImage(image.data(), image.pitch(), 300, 2, 100.0f, 1.0f);
-    EXPECT_EQ(image.Pixels(), before);
 }
 
 // The 16-bit ramp is applied like a mask of pitch 0, so it inherits the

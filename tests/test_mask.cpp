@@ -265,17 +265,6 @@ TEST(MaskImage, ScalesOnlyAlphaWithUpwardRounding) {
     }
 }
 
-TEST(MaskImage, MaskPitchZeroReusesOneRow) {
-    TestImage image(20, 17, 4);
-    image.Fill(255);
-    unsigned char ramp[20];
-    for (int x = 0; x < 20; ++x) ramp[x] = static_cast<unsigned char>(x * 13);
-    lytest::ScopedPoolThreads pool(4);
-    MaskImage(image.data(), image.pitch(), ramp, 0, 20, 17);
-    for (int y = 0; y < 17; ++y)
-        for (int x = 0; x < 20; ++x) ASSERT_EQ(image.pixel(x, y)[3], x * 13) << x << "," << y;
-}
-
 // The head and tail round (a * m + 255) >> 8, the aligned middle
 // ((a >> 4) * m + 255) >> 4: a = 4080, m = 255 gives 4065 and 4080.
 TEST(Mask16bitAlpha, RoundingFollowsTheRowAddress) {
@@ -301,33 +290,17 @@ TEST(Mask16bitAlpha, RoundingFollowsTheRowAddress) {
     }
 }
 
-TEST(Mask16bitAlpha, DocumentedPairAndZeroMask) {
+// A zero mask clears the head and tail but leaves 255 >> 4 = 15 in the vector
+// middle.
+TEST(Mask16bitAlpha, ZeroMaskLeaves15InTheMiddle) {
     for (ly::Isa isa : lytest::AvailableIsas()) {
         lytest::ScopedIsa cap(isa);
-        // At a boundary every sample of a 64-sample row is vector.
-        TestImage aligned(64, 1, 2, 0);
-        TestImage shifted(64, 1, 2, 2);
-        const unsigned char full[64] = {255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
-                                        255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
-                                        255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
-                                        255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
-                                        255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255};
-        FillSamples(aligned, 4080);
-        FillSamples(shifted, 4080);
-        Mask16bitAlpha(aligned.data(), 0, full, 0, 64, 1);
-        Mask16bitAlpha(shifted.data(), 0, full, 0, 64, 1);
-        for (int x = 0; x < 64; ++x) ASSERT_EQ(Sample(aligned, x, 0), 4080) << x;
-        for (int x = 0; x < 7; ++x) ASSERT_EQ(Sample(shifted, x, 0), 4065) << x;
-        for (int x = 7; x < 63; ++x) ASSERT_EQ(Sample(shifted, x, 0), 4080) << x;
-        EXPECT_EQ(Sample(shifted, 63, 0), 4065);
-
-        // A zero mask clears the head and tail but leaves 255 >> 4 = 15 in the
-        // vector middle.
         const unsigned char none[24] = {};
-        TestImage plane(24, 1, 2, 4);
+        TestImage plane(24, 1, 2, 4);  // head 6, two groups, tail 2
         FillSamples(plane, 4080);
-        Mask16bitAlpha(plane.data(), 0, none, 0, 24, 1);
-        for (int x = 0; x < 24; ++x) ASSERT_EQ(Sample(plane, x, 0), x >= 6 && x < 22 ? 15 : 0) << x;
+        Mask16bitAlpha(plane.data(), plane.pitch(), none, 0, 24, 1);
+        for (int x = 0; x < 24; ++x)
+            ASSERT_EQ(Sample(plane, x, 0), x >= 6 && x < 22 ? 15 : 0) << lytest::IsaName(isa) << " " << x;
     }
 }
 
@@ -416,34 +389,6 @@ TEST(MaskDownScale2X, OddHeightPairsTheLastRowWithItself) {
         const int a = 14 * j, b = 14 * j + 7;
         const int expected = j < 16 ? (a + b + 1) >> 1 : (2 * a + 2 * b) >> 2;
         EXPECT_EQ(dst.row(1)[j], expected) << j;
-    }
-}
-
-// With 16 workers a 17-row source has one-row bands: most start on an odd row.
-TEST(MaskDownScale2X, BandsStartingOnOddRowsWriteEachOutputRowOnce) {
-    constexpr int kWidth = 48, kHeight = 35;
-    TestImage src(kWidth, kHeight, 1, 1);
-    src.FillRandom();
-    std::vector<unsigned char> expected;
-    {
-        lytest::ScopedPoolThreads pool(1);
-        TestImage dst(kWidth / 2, (kHeight + 1) / 2, 1, 2);
-        MaskDownScale2X(src.data(), src.pitch(), dst.data(), dst.pitch(), kWidth, kHeight);
-        expected = dst.Pixels();
-    }
-    for (int threads : {4, 16}) {
-        lytest::ScopedPoolThreads pool(threads);
-        for (int height : {17, kHeight}) {
-            TestImage dst(kWidth / 2, (height + 1) / 2, 1, 2);
-            const auto before = dst.Snapshot();
-            MaskDownScale2X(src.data(), src.pitch(), dst.data(), dst.pitch(), kWidth, height);
-            EXPECT_TRUE(dst.OutsideUnchanged(before));
-            // Every full pair matches the one-thread result.
-            const auto got = dst.Pixels();
-            for (int r = 0; r < height / 2; ++r)
-                for (int x = 0; x < kWidth / 2; ++x)
-                    ASSERT_EQ(got[r * (kWidth / 2) + x], expected[r * (kWidth / 2) + x]) << threads << " " << r;
-        }
     }
 }
 
