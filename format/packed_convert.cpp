@@ -77,7 +77,10 @@ int RoundNearestEven(float p) {
     return n;
 }
 
-// Coefficients times 64 in single precision, exactly as the tables were built.
+// Coefficients times 64 in single precision, exactly as the tables were built,
+// each divided by the weight of its input's byte in a 32-bit pixel word: the
+// AVX2 forms mask a byte in place instead of shifting it down, and scaling
+// both factors by powers of two leaves the rounded product unchanged.
 struct SLyFwdCoefs {
     float y[3], u[3], v[3];  // indexed kTabR, kTabG, kTabB
 };
@@ -85,9 +88,14 @@ struct SLyInvCoefs {
     float y, ub, ug, vg, vr;
 };
 
+// Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
+constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
+constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
+
 struct SLyArith {
-    SLyFwdCoefs fwd[2];
-    SLyInvCoefs inv[2];
+    SLyFwdCoefs fwd[2];      // scaled by kFwdScale
+    SLyInvCoefs inv[2];      // unscaled: 4:2:2 samples are unpacked to values
+    SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
     bool boundsHold = false;
     bool exact = false;
 };
@@ -134,29 +142,42 @@ bool TableBoundsHold(const SLyColorTableSet& t) {
     return true;
 }
 
-bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const SLyInvCoefs& v) {
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float x = static_cast<float>(i);
-            if (RoundNearestEven(x * f.u[c]) != t.fwd2[c][i][0] || RoundNearestEven(x * f.y[c]) != t.fwd2[c][i][1] ||
-                RoundNearestEven(x * f.v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
+// The table word of `input` as an AVX2 form computes it: the input at its
+// byte weight (exact in float) times the stored coefficient (already divided
+// by that weight), rounded to nearest even.
+int ScaledWord(int input, float weight, float scaledCoefficient) {
+    return RoundNearestEven(static_cast<float>(input) * weight * scaledCoefficient);
+}
+
+bool InverseFormExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
     for (int i = 0; i < 256; ++i) {
-        const float y = static_cast<float>(i - 16);
-        const float c = static_cast<float>(i - 128);
-        const int ty = RoundNearestEven(y * v.y);
+        const int ty = ScaledWord(i - 16, wy, v.y);
         const auto& ey = t.inv[kTabY][i];
         const auto& eu = t.inv[kTabU][i];
         const auto& ev = t.inv[kTabV][i];
         if (ey[0] != ty || ey[1] != ty || ey[2] != ty || ey[3] != 0) return false;
-        if (eu[0] != RoundNearestEven(c * v.ub) || eu[1] != RoundNearestEven(c * v.ug) || eu[2] != 0 || eu[3] != 0)
+        if (eu[0] != ScaledWord(i - 128, wu, v.ub) || eu[1] != ScaledWord(i - 128, wu, v.ug) || eu[2] != 0 ||
+            eu[3] != 0)
             return false;
-        if (ev[0] != 0 || ev[1] != RoundNearestEven(c * v.vg) || ev[2] != RoundNearestEven(c * v.vr) || ev[3] != 0)
+        if (ev[0] != 0 || ev[1] != ScaledWord(i - 128, wv, v.vg) || ev[2] != ScaledWord(i - 128, wv, v.vr) ||
+            ev[3] != 0)
             return false;
     }
     return true;
+}
+
+bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const SLyInvCoefs& inv,
+                         const SLyInvCoefs& invVuya) {
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < 256; ++i) {
+            const float w = kFwdScale[c];
+            if (ScaledWord(i, w, f.u[c]) != t.fwd2[c][i][0] || ScaledWord(i, w, f.y[c]) != t.fwd2[c][i][1] ||
+                ScaledWord(i, w, f.v[c]) != t.fwd2[c][i][2])
+                return false;
+        }
+    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
+    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
+           InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
 }
 
 SLyArith BuildArith() {
@@ -166,15 +187,17 @@ SLyArith BuildArith() {
     for (int cs = 0; cs < 2; ++cs) {
         const auto& m = kColorMatrices[cs];
         for (int c = 0; c < 3; ++c) {
-            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f;
-            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f;
-            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f;
+            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f / kFwdScale[c];
+            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f / kFwdScale[c];
+            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f / kFwdScale[c];
         }
         // Matrix rows R, G, B; columns (Y-16), (U-128), (V-128).
         a.inv[cs] = {m.yuvToRgb[0][0] * 64.0f, m.yuvToRgb[2][1] * 64.0f, m.yuvToRgb[1][1] * 64.0f,
                      m.yuvToRgb[1][2] * 64.0f, m.yuvToRgb[0][2] * 64.0f};
+        a.invVuya[cs] = {a.inv[cs].y / kVuyaScaleY, a.inv[cs].ub / kVuyaScaleU, a.inv[cs].ug / kVuyaScaleU,
+                         a.inv[cs].vg / kVuyaScaleV, a.inv[cs].vr / kVuyaScaleV};
         a.boundsHold = a.boundsHold && TableBoundsHold(ColorTables(cs));
-        a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs]);
+        a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
     }
     a.exact = a.exact && a.boundsHold;
     return a;
@@ -529,61 +552,54 @@ LY_TARGET_AVX2 inline __m256i LaneMask(char a0, char a1, char a2, char a3, char 
 // One table word per lane: round-to-nearest-even of the float product.
 LY_TARGET_AVX2 inline __m256i Term(__m256 x, __m256 c) { return _mm256_cvtps_epi32(_mm256_mul_ps(x, c)); }
 
-struct SLyFwdVec {
-    __m256 y[3], u[3], v[3];
+// Sixteen BGRA pixels (two groups of eight) -> the table sums of Y, U and V
+// packed to 16 bits: per 128-bit lane four pixels of the first group, then
+// four of the second. Before offsets and shift (the raw sums fit 16 bits).
+// Each byte is masked in place (see SLyFwdCoefs); each coefficient is loaded
+// once for both groups.
+struct SLyFwdInputs {
+    __m256 f[2][3];  // [group][kTabR, kTabG, kTabB]
 };
 
-LY_TARGET_AVX2 inline SLyFwdVec FwdVec(const SLyFwdCoefs& f) {
-    SLyFwdVec k;
-    for (int c = 0; c < 3; ++c) {
-        k.y[c] = _mm256_set1_ps(f.y[c]);
-        k.u[c] = _mm256_set1_ps(f.u[c]);
-        k.v[c] = _mm256_set1_ps(f.v[c]);
+LY_TARGET_AVX2 inline SLyFwdInputs ForwardInputsAvx2(__m256i pa, __m256i pb) {
+    SLyFwdInputs in;
+    const __m256i px[2] = {pa, pb};
+    for (int h = 0; h < 2; ++h) {
+        in.f[h][kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF)));
+        in.f[h][kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF00)));
+        in.f[h][kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF0000)));
     }
-    return k;
+    return in;
 }
 
-// Eight BGRA pixels -> shifted Y, U, V per 32-bit lane.
-LY_TARGET_AVX2 inline void ForwardEightAvx2(__m256i px, const SLyFwdVec& k, __m256i& y, __m256i& u, __m256i& v) {
-    const __m256i mb = LaneMask(0, -1, -1, -1, 4, -1, -1, -1, 8, -1, -1, -1, 12, -1, -1, -1);
-    const __m256i mg = LaneMask(1, -1, -1, -1, 5, -1, -1, -1, 9, -1, -1, -1, 13, -1, -1, -1);
-    const __m256i mr = LaneMask(2, -1, -1, -1, 6, -1, -1, -1, 10, -1, -1, -1, 14, -1, -1, -1);
-    const __m256 fb = _mm256_cvtepi32_ps(_mm256_shuffle_epi8(px, mb));
-    const __m256 fg = _mm256_cvtepi32_ps(_mm256_shuffle_epi8(px, mg));
-    const __m256 fr = _mm256_cvtepi32_ps(_mm256_shuffle_epi8(px, mr));
-    y = _mm256_add_epi32(_mm256_add_epi32(Term(fb, k.y[kTabB]), Term(fg, k.y[kTabG])),
-                         _mm256_add_epi32(Term(fr, k.y[kTabR]), _mm256_set1_epi32(1024)));
-    u = _mm256_add_epi32(_mm256_add_epi32(Term(fb, k.u[kTabB]), Term(fg, k.u[kTabG])),
-                         _mm256_add_epi32(Term(fr, k.u[kTabR]), _mm256_set1_epi32(8192)));
-    v = _mm256_add_epi32(_mm256_add_epi32(Term(fb, k.v[kTabB]), Term(fg, k.v[kTabG])),
-                         _mm256_add_epi32(Term(fr, k.v[kTabR]), _mm256_set1_epi32(8192)));
-    y = _mm256_srai_epi32(y, 6);
-    u = _mm256_srai_epi32(u, 6);
-    v = _mm256_srai_epi32(v, 6);
+LY_TARGET_AVX2 inline __m256i ForwardSums16(const SLyFwdInputs& in, const float* coefs) {
+    const __m256 cb = _mm256_set1_ps(coefs[kTabB]), cg = _mm256_set1_ps(coefs[kTabG]),
+                 cr = _mm256_set1_ps(coefs[kTabR]);
+    __m256i s[2];
+    for (int h = 0; h < 2; ++h)
+        s[h] = _mm256_add_epi32(_mm256_add_epi32(Term(in.f[h][kTabB], cb), Term(in.f[h][kTabG], cg)),
+                                Term(in.f[h][kTabR], cr));
+    return _mm256_packs_epi32(s[0], s[1]);
 }
 
-// Eight BGRA pixels -> one UYVY pair word in every even 32-bit lane.
-LY_TARGET_AVX2 inline __m256i ForwardPairsAvx2(__m256i px, const SLyFwdVec& k) {
-    __m256i y, u, v;
-    ForwardEightAvx2(px, k, y, u, v);
-    // U and V share a lane (both within 0..255), so one add and one shift
-    // average both, rounding up.
-    const __m256i c = _mm256_or_si256(u, _mm256_slli_epi32(v, 16));
-    __m256i avg = _mm256_add_epi32(_mm256_add_epi32(c, _mm256_srli_epi64(c, 32)), _mm256_set1_epi32(0x00010001));
-    avg = _mm256_and_si256(_mm256_srli_epi32(avg, 1), _mm256_set1_epi32(0x00FF00FF));
-    const __m256i y1 = _mm256_slli_epi32(_mm256_srli_epi64(y, 32), 24);
-    return _mm256_or_si256(_mm256_or_si256(avg, _mm256_slli_epi32(y, 8)), y1);
-}
-
+// The raw sums fit 16 bits, so they are packed first and shifted sixteen at
+// a time. The offsets are whole multiples of 64 and go in after the shift:
+// (s + 1024) >> 6 == (s >> 6) + 16 and (s + 8192) >> 6 == (s >> 6) + 128.
 LY_TARGET_AVX2 int BgraToUyvyPairsAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int pairs) {
-    const SLyFwdVec k = FwdVec(f);
-    const __m256i order = _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7);
+    const __m256i lumaOffset = _mm256_set1_epi16(16);
+    const __m256i chromaRound = _mm256_set1_epi16(2 * 128 + 1);  // both offsets, plus rounding up
+    const __m256i order = LaneMask(0, 8, 4, 9, 1, 10, 5, 11, 2, 12, 6, 13, 3, 14, 7, 15);
     int done = 0;
     for (; done + 8 <= pairs; done += 8, s += 64, d += 32) {
-        const __m256i a = ForwardPairsAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)), k);
-        const __m256i b = ForwardPairsAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)), k);
-        const __m256i m = _mm256_blend_epi32(a, _mm256_slli_epi64(b, 32), 0xAA);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permutevar8x32_epi32(m, order));
+        const SLyFwdInputs in = ForwardInputsAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
+                                                  _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
+        const __m256i y = _mm256_add_epi16(_mm256_srai_epi16(ForwardSums16(in, f.y), 6), lumaOffset);
+        const __m256i u = _mm256_srai_epi16(ForwardSums16(in, f.u), 6);
+        const __m256i v = _mm256_srai_epi16(ForwardSums16(in, f.v), 6);
+        // Pair sums (U of four pairs, then V of four pairs), averaged up.
+        const __m256i c = _mm256_srli_epi16(_mm256_add_epi16(_mm256_hadd_epi16(u, v), chromaRound), 1);
+        const __m256i bytes = _mm256_shuffle_epi8(_mm256_packus_epi16(c, y), order);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(bytes, 0xD8));
     }
     return done;
 }
@@ -639,18 +655,17 @@ LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigne
     const __m256 cHi = WordsToFloatHi(cw, biasC);                            // pairs 2,3 | 6,7
     const __m256i brLo = Term(cLo, k.br);                                     // B, R chroma per pair
     const __m256i brHi = Term(cHi, k.br);
-    __m256i gLo = Term(cLo, k.g);
-    __m256i gHi = Term(cHi, k.g);
-    gLo = _mm256_add_epi32(gLo, _mm256_srli_epi64(gLo, 32));                 // G chroma in even lanes
-    gHi = _mm256_add_epi32(gHi, _mm256_srli_epi64(gHi, 32));
     const __m256i ty = _mm256_packs_epi32(tyLo, tyHi);                        // per pixel, in order
     const __m256i br = _mm256_packs_epi32(brLo, brHi);                        // B0 R0 B1 R1 .. B3 R3
-    const __m256i gg = _mm256_packs_epi32(gLo, gHi);                          // G0 - G1 - .. G3 -
+    const __m256i gw = _mm256_packs_epi32(Term(cLo, k.g), Term(cHi, k.g));     // UG0 VG0 UG1 VG1 ..
     const __m256i dupEven = LaneMask(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
     const __m256i dupOdd = LaneMask(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
+    const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+    // U + V of the pair lands in both of its pixels' words.
+    const __m256i gc = _mm256_adds_epi16(gw, _mm256_shuffle_epi8(gw, swap));
     const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupEven), ty), 6);
     const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupOdd), ty), 6);
-    const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(gg, dupEven), ty), 6);
+    const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(gc, ty), 6);
     const __m256i bR = _mm256_packus_epi16(b, r);                                    // B0..7 R0..7
     const __m256i gA = _mm256_packus_epi16(g, _mm256_set1_epi16(255));               // G0..7 FF..
     const __m256i bg = _mm256_unpacklo_epi8(bR, gA);
@@ -685,38 +700,47 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
 }
 
 LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
-    const SLyFwdVec k = FwdVec(f);
-    const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const __m256i chromaOffset = _mm256_set1_epi16(8192), lumaOffset = _mm256_set1_epi16(1024);
+    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
     int done = 0;
-    for (; done + 8 <= width; done += 8, s += 32, d += 32) {
-        const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-        __m256i y, u, v;
-        ForwardEightAvx2(px, k, y, u, v);
-        const __m256i a = _mm256_srli_epi32(px, 24);
-        const __m256i vu = _mm256_packs_epi32(v, u);  // V0..3 U0..3 | V4..7 U4..7
-        const __m256i ya = _mm256_packs_epi32(y, a);
-        const __m256i bytes = _mm256_packus_epi16(vu, ya);  // V0..3 U0..3 Y0..3 A0..3 | ...
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_shuffle_epi8(bytes, interleave));
+    for (; done + 16 <= width; done += 16, s += 64, d += 64) {
+        const __m256i pa = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        const __m256i pb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+        const SLyFwdInputs in = ForwardInputsAvx2(pa, pb);
+        // Sixteen words at a time; every result lies within 0..255.
+        const __m256i v = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.v), chromaOffset), 6);
+        const __m256i u = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.u), chromaOffset), 6);
+        const __m256i y = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.y), lumaOffset), 6);
+        const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi16(u, 8));
+        // Words 0..3 of each lane belong to the first eight pixels, 4..7 to the second.
+        const __m256i outA = _mm256_or_si256(_mm256_unpacklo_epi16(vu, y), _mm256_and_si256(pa, alpha));
+        const __m256i outB = _mm256_or_si256(_mm256_unpackhi_epi16(vu, y), _mm256_and_si256(pb, alpha));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), outA);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), outB);
     }
     return done;
 }
 
+// V and U are masked in place and slid into the mantissa of 2^23 (no shift,
+// no conversion); Y sits too high for that and is converted. Coefficients
+// are divided by the byte weights (SLyArith::invVuya).
 LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
     const __m256 ky = _mm256_set1_ps(c.y), kub = _mm256_set1_ps(c.ub), kug = _mm256_set1_ps(c.ug);
     const __m256 kvg = _mm256_set1_ps(c.vg), kvr = _mm256_set1_ps(c.vr);
-    const __m256i magic = _mm256_set1_epi32(0x4B000000);
-    const __m256 biasY = _mm256_set1_ps(8388608.0f + 16.0f);
-    const __m256 biasC = _mm256_set1_ps(8388608.0f + 128.0f);
-    const __m256i mv = LaneMask(0, -1, -1, -1, 4, -1, -1, -1, 8, -1, -1, -1, 12, -1, -1, -1);
-    const __m256i mu = LaneMask(1, -1, -1, -1, 5, -1, -1, -1, 9, -1, -1, -1, 13, -1, -1, -1);
-    const __m256i my = LaneMask(2, -1, -1, -1, 6, -1, -1, -1, 10, -1, -1, -1, 14, -1, -1, -1);
+    const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
+    const __m256 biasV = _mm256_set1_ps(8388608.0f + 128.0f);
+    const __m256 biasU = _mm256_set1_ps(8388608.0f + 128.0f * 256.0f);
+    const __m256 biasY = _mm256_set1_ps(16.0f * 65536.0f);
     const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
     int done = 0;
     for (; done + 8 <= width; done += 8, s += 32, d += 32) {
         const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-        const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_shuffle_epi8(px, mv), magic)), biasC);
-        const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_shuffle_epi8(px, mu), magic)), biasC);
-        const __m256 fy = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_shuffle_epi8(px, my), magic)), biasY);
+        const __m256i mv = _mm256_and_si256(px, _mm256_set1_epi32(0xFF));
+        const __m256i mu = _mm256_and_si256(px, _mm256_set1_epi32(0xFF00));
+        const __m256i my = _mm256_and_si256(px, _mm256_set1_epi32(0xFF0000));
+        const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mv, exp23)), biasV);
+        const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mu, exp23)), biasU);
+        const __m256 fy = _mm256_sub_ps(_mm256_cvtepi32_ps(my), biasY);
         const __m256i ty = Term(fy, ky);
         // Sums in 32 bits: the chroma sums fit 16 bits and the full sums never
         // go below -32768, so this equals the saturating 16-bit chain once
@@ -997,7 +1021,7 @@ void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned 
     int done = 0;
 #if LY_X86
 #if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = VuyaToBgraAvx2(Arith().inv[colorimetry], src, dst, width);
+    if (UseAvx2(isa)) done = VuyaToBgraAvx2(Arith().invVuya[colorimetry], src, dst, width);
 #endif
     if (UseSse2(isa)) done += VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done);
 #endif
