@@ -3,7 +3,7 @@
 //
 // Every kernel exists in three forms that give identical bytes:
 //  * scalar: the reference, table lookups with signed 16-bit saturating adds
-//    in the documented order;
+//    (B + G, then R, then the offset; chroma U + V, then Y);
 //  * SSE2: the same lookups, two table entries (two pixels) gathered into one
 //    register, the adds done with _mm_adds_epi16;
 //  * AVX2: each table word computed arithmetically, eight at a time. A table
@@ -23,6 +23,7 @@
 // pixels follow exactly the same rule.
 
 #include <algorithm>
+#include <cfenv>
 #include <cstring>
 
 #include "LyFormatUtils.h"
@@ -181,6 +182,10 @@ bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const 
 }
 
 SLyArith BuildArith() {
+    // The verdict must not depend on the rounding mode of whichever thread
+    // happens to call first.
+    const int mode = std::fegetround();
+    std::fesetround(FE_TONEAREST);
     SLyArith a{};
     a.boundsHold = true;
     a.exact = true;
@@ -200,6 +205,7 @@ SLyArith BuildArith() {
         a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
     }
     a.exact = a.exact && a.boundsHold;
+    std::fesetround(mode);
     return a;
 }
 

@@ -287,7 +287,7 @@ TEST(PackedConvert, WhiteBlackAndPrimariesThroughEveryConverter) {
                 ASSERT_EQ(vuya[4 * p + 2], k.y);
                 ASSERT_EQ(vuya[4 * p + 3], 0x5A);  // alpha travels through
             }
-            // And back: within two steps of the original, alpha 255 from 4:2:2
+            // And back: within two steps of the input colour, alpha 255 from 4:2:2
             // and kept from VUYA.
             const auto back = UyvyToBgra(uyvy, k.cs, 8, 18);
             const auto back16 = UyvyToBgra(uyvy16, k.cs, 16, 18);
