@@ -339,8 +339,7 @@ inline __m128i LoadEntry(const int16_t* e) { return _mm_loadl_epi64(reinterpret_
 
 // Entries i0 and i1 of one table in the low and high halves.
 inline __m128i LoadEntries(const int16_t (*tab)[4], unsigned i0, unsigned i1) {
-    const __m128i lo = LoadEntry(tab[i0]);
-    return _mm_castpd_si128(_mm_loadh_pd(_mm_castsi128_pd(lo), reinterpret_cast<const double*>(tab[i1])));
+    return _mm_unpacklo_epi64(LoadEntry(tab[i0]), LoadEntry(tab[i1]));
 }
 
 inline uint64_t Load64(const unsigned char* p) {
