@@ -7,8 +7,6 @@ using lytest::TestImage;
 
 namespace {
 
-constexpr ELyFixedColor kColors[] = {FixedColor_Black, FixedColor_White, FixedColor_Red, FixedColor_Green,
-                                     FixedColor_Blue};
 
 uint32_t Word(const unsigned char* p) {
     uint32_t v;
@@ -140,34 +138,6 @@ TEST(Fill, UnknownColoursFormatsAndColorimetries) {
                                               w, 9),
                   0);
     EXPECT_EQ(w, 0x12345678u);
-}
-
-TEST(Fill, FixedColorFillsEveryFormatDepthColourAndColorimetry) {
-    const ELyPixelFormat formats[] = {PixelFormat_BGRA4444, PixelFormat_VUYA4444, PixelFormat_UYVY422,
-                                      PixelFormat_YUYVA422};
-    for (ELyPixelFormat format : formats)
-        for (int depth : {8, 16})
-            for (ELyFixedColor color : kColors)
-                for (ELyColorimetry cs : {Colorimetry_BT601, Colorimetry_BT709}) {
-                    const int w = 9, h = 3;
-                    const int bpp = BytesPerPixel(format, depth);
-                    TestImage img(w, format == PixelFormat_YUYVA422 ? 2 * h : h, bpp, 3, 4, cs == Colorimetry_BT709);
-                    img.FillRandom();
-                    TestImage ref(w, format == PixelFormat_YUYVA422 ? 2 * h : h, bpp, 3, 4, cs == Colorimetry_BT709);
-                    ref.CopyPixelsFrom(img);
-                    uint32_t word = 0;
-                    LyPixelUtils::GetFixedColor(format == PixelFormat_BGRA4444 ? PixelFormat_BGRA4444
-                                                                               : PixelFormat_VUYA4444,
-                                                cs, color, word, 0x7B);
-                    ASSERT_EQ(LyPixelUtils::FillFixedColor(img.data(), img.pitch(), w, h, format,
-                                                           static_cast<unsigned char>(depth), cs, color, 0x7B),
-                              1);
-                    ASSERT_EQ(LyPixelUtils::FillBlockColor(ref.data(), ref.pitch(), w, h, format,
-                                                           static_cast<unsigned char>(depth), cs, word),
-                              1);
-                    ASSERT_TRUE(lytest::SameBytes(ref.Pixels(), img.Pixels()))
-                        << "format " << format << " depth " << depth << " colour " << color << " cs " << cs;
-                }
 }
 
 TEST(Fill, ColoursThatYieldNothingFillWithZero) {

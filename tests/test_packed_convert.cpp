@@ -100,14 +100,6 @@ constexpr unsigned char kDepths[] = {8, 16};
 
 // ------------------------------------------------------------ small-image helpers
 
-// One row of BGRA pixels (B, G, R, A each).
-std::vector<unsigned char> Bgra(std::initializer_list<std::array<int, 4>> px) {
-    std::vector<unsigned char> out;
-    for (const auto& p : px)
-        for (int c : p) out.push_back(static_cast<unsigned char>(c));
-    return out;
-}
-
 std::vector<unsigned char> ToUyvy(const std::vector<unsigned char>& bgra, ELyColorimetry cs, unsigned char depth,
                                   unsigned char fill = 0xEE) {
     const int w = static_cast<int>(bgra.size() / 4);
@@ -303,15 +295,6 @@ TEST(PackedConvert, WhiteBlackAndPrimariesThroughEveryConverter) {
                 ASSERT_EQ(backVuya[4 * p + 3], 0x5A);
             }
         }
-    }
-}
-
-TEST(PackedConvert, StudioWhiteAndBlackComeBackExactly) {
-    for (auto cs : kColorimetries) {
-        const auto bgra = Bgra({{255, 255, 255, 255}, {255, 255, 255, 255}, {0, 0, 0, 0}, {0, 0, 0, 0}});
-        const auto back = UyvyToBgra(ToUyvy(bgra, cs, 8), cs, 8, 4);
-        EXPECT_TRUE(lytest::SameBytes(Bgra({{255, 255, 255, 255}, {255, 255, 255, 255}, {0, 0, 0, 255}, {0, 0, 0, 255}}),
-                                      back));
     }
 }
 
@@ -665,20 +648,6 @@ TEST(PackedConvert, BadArgumentsReturnZeroAndWriteNothing) {
     EXPECT_EQ(LyFormatUtils::VUYA4444ToYUYVA422(s, sp, d, dp, nullptr, ap, 8, 8, 4), 0);
     EXPECT_TRUE(dst.Snapshot() == dstBefore);
     EXPECT_TRUE(alpha.Snapshot() == alphaBefore);
-}
-
-TEST(PackedConvert, FourFourFourConvertersIgnoreDepth) {
-    TestImage src(19, 2, 4, 5);
-    src.FillRandom();
-    std::vector<unsigned char> a(19 * 2 * 4), b(a.size());
-    for (auto cs : kColorimetries) {
-        LyFormatUtils::BGRA4444ToVUYA4444(src.data(), src.pitch(), a.data(), 76, 8, cs, 19, 2);
-        LyFormatUtils::BGRA4444ToVUYA4444(src.data(), src.pitch(), b.data(), 76, 10, cs, 19, 2);
-        EXPECT_TRUE(lytest::SameBytes(a, b));
-        LyFormatUtils::VUYA4444ToBGRA4444(src.data(), src.pitch(), a.data(), 76, 16, cs, 19, 2);
-        LyFormatUtils::VUYA4444ToBGRA4444(src.data(), src.pitch(), b.data(), 76, 0, cs, 19, 2);
-        EXPECT_TRUE(lytest::SameBytes(a, b));
-    }
 }
 
 // ============================================================ surface-style layout and concurrency
