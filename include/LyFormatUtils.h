@@ -39,34 +39,87 @@ LYAVUTILS_API void YUVRGBColorConvert(uint32_t& color, ELyPixelFormat sourceForm
 //
 // All return 1 when done and 0 when refused (nothing written). The depth
 // argument is the bit depth (8 or 16) of the 4:2:2 side.
+//
+// Rules shared by the converters:
+//  * Refusal (0, nothing written, no pool work): a null source or destination
+//    pointer, width or height below 1, a colorimetry other than
+//    Colorimetry_BT601 / Colorimetry_BT709 where one is taken, a depth other
+//    than 8 or 16 where one is used. BGRA4444ToVUYA4444 and
+//    VUYA4444ToBGRA4444 are the exception: they refuse nothing (see there).
+//  * Layouts: PixelFormat_UYVY422 stores U, Y0, V, Y1 per pixel pair; the
+//    packed image of PixelFormat_YUYVA422 stores Y0, U, Y1, V. At depth 16
+//    every sample is a little-endian 16-bit word holding the 8-bit value
+//    times 4 (the same samples the fills write). A 16-bit sample s is read as
+//    min(255, (s + 2) >> 2): values written here come back exactly, true
+//    10-bit values round to the nearest 8-bit value, larger values saturate.
+//  * RGB and YUV meet through the library's fixed-point colour tables (six
+//    fractional bits): per pixel the table words of B, G and R (or of the
+//    Y, U and V bytes) are summed with signed 16-bit saturation and shifted
+//    right by 6 (rounding down), then clamped to 0..255 where a result can
+//    leave that range. Two pixels of a pair share the average of their U
+//    (and V) values, rounded up: (a + b + 1) >> 1.
+//  * Results are bit-identical on every processor, instruction set, thread
+//    count and floating-point rounding mode.
+//  * A one-pixel row contains no whole pair: the 4:2:2 converters write
+//    nothing for it (and still return 1).
+//  * Rows are split into bands on the library's thread pool. BGRA4444ToUYVY422,
+//    UYVY422ToBGRA4444 and UYVY422ToVUYA4444 submit through the exported
+//    LyThreadPool entry points, the others through the pool directly.
 
+// Alpha is dropped. An odd last pixel is not converted: its destination
+// bytes are left as they were.
 LYAVUTILS_API int BGRA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned char* destination,
                                     int destinationPitch, unsigned char depth, ELyColorimetry colorimetry,
                                     int width, int height);
 
+// Every pixel: V, U, Y from the tables, alpha copied. Checks nothing and
+// always returns 1; depth is ignored. With a null pointer, a width or height
+// below 1, or a colorimetry other than BT.601 / BT.709 nothing is written.
 LYAVUTILS_API int BGRA4444ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned char* destination,
                                      int destinationPitch, unsigned char depth, ELyColorimetry colorimetry,
                                      int width, int height);
 
+// Every pixel: B, G, R clamped to 0..255, alpha copied. Checks nothing and
+// always returns 1, with the same silent cases as BGRA4444ToVUYA4444.
 LYAVUTILS_API int VUYA4444ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned char* destination,
                                      int destinationPitch, unsigned char depth, ELyColorimetry colorimetry,
                                      int width, int height);
 
+// Both pixels of a pair take the pair's chroma; every pixel gets alpha 255.
+// An odd last pixel (width 3 or more) has only its U and Y in the row: it is
+// converted with the V of the pair on its left. Width 1 writes nothing.
 LYAVUTILS_API int UYVY422ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned char depth,
                                     ELyColorimetry colorimetry, unsigned char* destination, int destinationPitch,
                                     int width, int height);
 
+// Both pixels of a pair get the pair's U and V unchanged (repeated, not
+// interpolated), so VUYA4444ToUYVY422 gives the 4:2:2 row back exactly. The
+// alpha byte is always 255: the alpha argument is accepted and ignored. An
+// odd last pixel takes its own U and Y and the V on its left, as in
+// UYVY422ToBGRA4444. A depth other than 8 or 16 is refused.
 LYAVUTILS_API int UYVY422ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned char depth,
                                     unsigned char* destination, int destinationPitch, int width, int height,
                                     unsigned char alpha);
 
+// Pair chroma averaged rounding up, each Y kept, alpha dropped. An odd last
+// pixel writes its own U and Y (two bytes) at depth 8 and nothing at depth 16.
 LYAVUTILS_API int VUYA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned char* destination,
                                     int destinationPitch, unsigned char depth, int width, int height);
 
+// The packed image gets exactly the values of BGRA4444ToUYVY422 in Y0, U, Y1,
+// V order. The alpha plane gets one 16-bit sample per pixel, alpha * 16
+// (0..4080), at both depths (at depth 16 it fills the first width * 2 bytes of
+// each alpha row). A pixel whose packed bytes are not written (an odd last
+// pixel) gets no alpha sample either. A null alpha destination is refused.
+// For a surface, pass alphaDestination = destination + destinationPitch *
+// height and alphaPitch = destinationPitch.
 LYAVUTILS_API int BGRA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned char* destination,
                                      int destinationPitch, unsigned char* alphaDestination, int alphaPitch,
                                      unsigned char depth, ELyColorimetry colorimetry, int width, int height);
 
+// The packed image gets exactly the values of VUYA4444ToUYVY422 in Y0, U, Y1,
+// V order; the alpha plane as for BGRA4444ToYUYVA422. At depth 8 an odd last
+// pixel writes its Y and U and its alpha sample; at depth 16 neither.
 LYAVUTILS_API int VUYA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned char* destination,
                                      int destinationPitch, unsigned char* alphaDestination, int alphaPitch,
                                      unsigned char depth, int width, int height);

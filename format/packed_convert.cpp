@@ -1,0 +1,1197 @@
+// Packed format converters: BGRA, VUYA, UYVY 4:2:2 (8 and 16 bit) and
+// YUYV 4:2:2 with a 16-bit alpha plane.
+//
+// Every kernel exists in three forms that give identical bytes:
+//  * scalar: the reference, table lookups with signed 16-bit saturating adds
+//    (B + G, then R, then the offset; chroma U + V, then Y);
+//  * SSE2: the same lookups, two table entries (two pixels) gathered into one
+//    register, the adds done with _mm_adds_epi16;
+//  * AVX2: each table word computed arithmetically, eight at a time. A table
+//    word is the single-precision product of the input and the coefficient
+//    times 64, rounded; for every entry of both table sets that rounding
+//    equals the round-to-nearest-even conversion of the same float product,
+//    which is verified entry by entry before the AVX2 forms are ever chosen
+//    (ArithmeticFormsExact), so a multiply and a convert replace a gather.
+//
+// Where a vector form skips a clamp or a saturation, it does so because the
+// table bounds make it a no-op (verified once, TableBoundsHold): the forward
+// sums never leave 0 .. 255 * 64 + 63, and the inverse sums never saturate
+// downwards, so saturating upwards and then clamping gives 255 either way.
+//
+// Whole pixel pairs go through the widest form available; the lower forms
+// finish what is left (fewer pixels than one vector block), so head and tail
+// pixels follow exactly the same rule.
+
+#include <algorithm>
+#include <cfenv>
+#include <cstring>
+
+#include "LyFormatUtils.h"
+#include "format/LyColorTables.h"
+#include "format/LyPackedKernels.h"
+#include "threading/LyBandFrame.h"
+
+namespace ly::packed {
+namespace {
+
+// ------------------------------------------------------------ shared helpers
+
+constexpr int kChunkPairs = 128;  // staging size for 16-bit and YUYV rows
+
+inline int SatAdd16(int a, int b) {
+    const int s = a + b;
+    return s < -32768 ? -32768 : (s > 32767 ? 32767 : s);
+}
+
+inline unsigned char ClampByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+
+inline unsigned Load16(const unsigned char* p) {
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return v;
+}
+
+inline void Store16(unsigned char* p, unsigned v) {
+    const uint16_t w = static_cast<uint16_t>(v);
+    std::memcpy(p, &w, 2);
+}
+
+// A 16-bit 4:2:2 sample holds an 8-bit value times 4; anything between (true
+// 10-bit values) rounds to the nearest 8-bit value, anything above 1021
+// saturates at 255.
+inline int Reduce16(unsigned s) {
+    const unsigned v = (s + 2u) >> 2;
+    return v > 255u ? 255 : static_cast<int>(v);
+}
+
+inline int PairBytes(Layout422 l) { return Is16Bit(l) ? 8 : 4; }
+
+// Round to nearest, ties to even, of a float that holds an integer plus a
+// fraction (|p| < 2^23): the rounding the AVX2 conversion performs.
+int RoundNearestEven(float p) {
+    int n = static_cast<int>(p);
+    const float f = p - static_cast<float>(n);  // exact
+    if (f > 0.5f || (f == 0.5f && (n & 1) != 0))
+        ++n;
+    else if (f < -0.5f || (f == -0.5f && (n & 1) != 0))
+        --n;
+    return n;
+}
+
+// Coefficients times 64 in single precision, exactly as the tables were built,
+// each divided by the weight of its input's byte in a 32-bit pixel word: the
+// AVX2 forms mask a byte in place instead of shifting it down, and scaling
+// both factors by powers of two leaves the rounded product unchanged.
+struct SLyFwdCoefs {
+    float y[3], u[3], v[3];  // indexed kTabR, kTabG, kTabB
+};
+struct SLyInvCoefs {
+    float y, ub, ug, vg, vr;
+};
+
+// Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
+constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
+constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
+
+struct SLyArith {
+    SLyFwdCoefs fwd[2];      // scaled by kFwdScale
+    SLyInvCoefs inv[2];      // unscaled: 4:2:2 samples are unpacked to values
+    SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
+    bool boundsHold = false;
+    bool exact = false;
+};
+
+bool TableBoundsHold(const SLyColorTableSet& t) {
+    // Forward: layouts 1 and 2 carry the same words; every partial sum stays
+    // inside int16 and the final sum inside 0 .. 255 * 64 + 63.
+    static constexpr int kFwd1Pos[3] = {2, 0, 3};  // U, Y, V words of layout 1
+    for (int k = 0; k < 3; ++k) {
+        int lo[3], hi[3];
+        for (int c = 0; c < 3; ++c) {
+            lo[c] = 32767;
+            hi[c] = -32768;
+            for (int i = 0; i < 256; ++i) {
+                if (t.fwd1[c][i][kFwd1Pos[k]] != t.fwd2[c][i][k] || t.fwd2[c][i][3] != 0 || t.fwd1[c][i][1] != 0)
+                    return false;
+                lo[c] = std::min<int>(lo[c], t.fwd2[c][i][k]);
+                hi[c] = std::max<int>(hi[c], t.fwd2[c][i][k]);
+            }
+        }
+        if (t.off1[kFwd1Pos[k]] != t.off2[k]) return false;
+        const int lo2 = lo[kTabB] + lo[kTabG], hi2 = hi[kTabB] + hi[kTabG];
+        const int lo3 = lo2 + lo[kTabR], hi3 = hi2 + hi[kTabR];
+        const int lo4 = lo3 + t.off2[k], hi4 = hi3 + t.off2[k];
+        for (int v : {lo2, hi2, lo3, hi3})
+            if (v < -32768 || v > 32767) return false;
+        if (lo4 < 0 || hi4 > 255 * 64 + 63) return false;
+    }
+    // Inverse: the chroma partial sum never saturates and the full sum never
+    // saturates downwards.
+    for (int k = 0; k < 3; ++k) {
+        int lo[3], hi[3];
+        for (int c = 0; c < 3; ++c) {
+            lo[c] = 32767;
+            hi[c] = -32768;
+            for (int i = 0; i < 256; ++i) {
+                lo[c] = std::min<int>(lo[c], t.inv[c][i][k]);
+                hi[c] = std::max<int>(hi[c], t.inv[c][i][k]);
+            }
+        }
+        const int loC = lo[kTabU] + lo[kTabV], hiC = hi[kTabU] + hi[kTabV];
+        if (loC < -32768 || hiC > 32767 || loC + lo[kTabY] < -32768) return false;
+    }
+    return true;
+}
+
+// The table word of `input` as an AVX2 form computes it: the input at its
+// byte weight (exact in float) times the stored coefficient (already divided
+// by that weight), rounded to nearest even.
+int ScaledWord(int input, float weight, float scaledCoefficient) {
+    return RoundNearestEven(static_cast<float>(input) * weight * scaledCoefficient);
+}
+
+bool InverseFormExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
+    for (int i = 0; i < 256; ++i) {
+        const int ty = ScaledWord(i - 16, wy, v.y);
+        const auto& ey = t.inv[kTabY][i];
+        const auto& eu = t.inv[kTabU][i];
+        const auto& ev = t.inv[kTabV][i];
+        if (ey[0] != ty || ey[1] != ty || ey[2] != ty || ey[3] != 0) return false;
+        if (eu[0] != ScaledWord(i - 128, wu, v.ub) || eu[1] != ScaledWord(i - 128, wu, v.ug) || eu[2] != 0 ||
+            eu[3] != 0)
+            return false;
+        if (ev[0] != 0 || ev[1] != ScaledWord(i - 128, wv, v.vg) || ev[2] != ScaledWord(i - 128, wv, v.vr) ||
+            ev[3] != 0)
+            return false;
+    }
+    return true;
+}
+
+bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const SLyInvCoefs& inv,
+                         const SLyInvCoefs& invVuya) {
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < 256; ++i) {
+            const float w = kFwdScale[c];
+            if (ScaledWord(i, w, f.u[c]) != t.fwd2[c][i][0] || ScaledWord(i, w, f.y[c]) != t.fwd2[c][i][1] ||
+                ScaledWord(i, w, f.v[c]) != t.fwd2[c][i][2])
+                return false;
+        }
+    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
+    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
+           InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
+}
+
+SLyArith BuildArith() {
+    // The verdict must not depend on the rounding mode of whichever thread
+    // happens to call first.
+    const int mode = std::fegetround();
+    std::fesetround(FE_TONEAREST);
+    SLyArith a{};
+    a.boundsHold = true;
+    a.exact = true;
+    for (int cs = 0; cs < 2; ++cs) {
+        const auto& m = kColorMatrices[cs];
+        for (int c = 0; c < 3; ++c) {
+            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f / kFwdScale[c];
+            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f / kFwdScale[c];
+            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f / kFwdScale[c];
+        }
+        // Matrix rows R, G, B; columns (Y-16), (U-128), (V-128).
+        a.inv[cs] = {m.yuvToRgb[0][0] * 64.0f, m.yuvToRgb[2][1] * 64.0f, m.yuvToRgb[1][1] * 64.0f,
+                     m.yuvToRgb[1][2] * 64.0f, m.yuvToRgb[0][2] * 64.0f};
+        a.invVuya[cs] = {a.inv[cs].y / kVuyaScaleY, a.inv[cs].ub / kVuyaScaleU, a.inv[cs].ug / kVuyaScaleU,
+                         a.inv[cs].vg / kVuyaScaleV, a.inv[cs].vr / kVuyaScaleV};
+        a.boundsHold = a.boundsHold && TableBoundsHold(ColorTables(cs));
+        a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
+    }
+    a.exact = a.exact && a.boundsHold;
+    std::fesetround(mode);
+    return a;
+}
+
+const SLyArith& Arith() {
+    static const SLyArith a = BuildArith();
+    return a;
+}
+
+// ------------------------------------------------------------ scalar forms
+
+// Forward layout 2 of one BGRA pixel: B + G, + R, + offset, each saturating,
+// then an arithmetic shift. out = U, Y, V.
+inline void ForwardPixel(const SLyColorTableSet& t, const unsigned char* p, int out[3]) {
+    for (int k = 0; k < 3; ++k) {
+        int s = SatAdd16(t.fwd2[kTabB][p[0]][k], t.fwd2[kTabG][p[1]][k]);
+        s = SatAdd16(s, t.fwd2[kTabR][p[2]][k]);
+        s = SatAdd16(s, t.off2[k]);
+        out[k] = s >> 6;
+    }
+}
+
+void BgraToUyvyPairsScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int pairs) {
+    for (int i = 0; i < pairs; ++i, s += 8, d += 4) {
+        int a[3], b[3];
+        ForwardPixel(t, s, a);
+        ForwardPixel(t, s + 4, b);
+        d[0] = ClampByte((a[0] + b[0] + 1) >> 1);
+        d[1] = ClampByte(a[1]);
+        d[2] = ClampByte((a[2] + b[2] + 1) >> 1);
+        d[3] = ClampByte(b[1]);
+    }
+}
+
+void VuyaToUyvyPairsScalar(const unsigned char* s, unsigned char* d, int pairs) {
+    for (int i = 0; i < pairs; ++i, s += 8, d += 4) {
+        d[0] = static_cast<unsigned char>((s[1] + s[5] + 1) >> 1);
+        d[1] = s[2];
+        d[2] = static_cast<unsigned char>((s[0] + s[4] + 1) >> 1);
+        d[3] = s[6];
+    }
+}
+
+// One BGRA pixel from chroma (U + V, saturating) and its own Y.
+inline void InversePixel(const SLyColorTableSet& t, int u, int v, int y, unsigned char* d) {
+    for (int k = 0; k < 3; ++k) {
+        const int c = SatAdd16(t.inv[kTabU][u][k], t.inv[kTabV][v][k]);
+        d[k] = ClampByte(SatAdd16(c, t.inv[kTabY][y][k]) >> 6);
+    }
+    d[3] = 255;
+}
+
+void UyvyToBgraPairsScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int pairs) {
+    for (int i = 0; i < pairs; ++i, s += 4, d += 8) {
+        InversePixel(t, s[0], s[2], s[1], d);
+        InversePixel(t, s[0], s[2], s[3], d + 4);
+    }
+}
+
+inline void VuyaPixel(int u, int v, int y, unsigned char* d) {
+    d[0] = static_cast<unsigned char>(v);
+    d[1] = static_cast<unsigned char>(u);
+    d[2] = static_cast<unsigned char>(y);
+    d[3] = 255;
+}
+
+void UyvyToVuyaPairsScalar(const unsigned char* s, unsigned char* d, int pairs) {
+    for (int i = 0; i < pairs; ++i, s += 4, d += 8) {
+        VuyaPixel(s[0], s[2], s[1], d);
+        VuyaPixel(s[0], s[2], s[3], d + 4);
+    }
+}
+
+void BgraToVuyaScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
+    for (int i = 0; i < width; ++i, s += 4, d += 4) {
+        unsigned w[4];
+        for (int k = 0; k < 4; ++k) {
+            int x = SatAdd16(t.fwd1[kTabB][s[0]][k], t.fwd1[kTabG][s[1]][k]);
+            x = SatAdd16(x, t.fwd1[kTabR][s[2]][k]);
+            x = SatAdd16(x, t.off1[k]);
+            w[k] = (static_cast<unsigned>(x) & 0xFFFFu) >> 6;  // logical shift of the 16-bit word
+        }
+        d[0] = static_cast<unsigned char>(w[3]);
+        d[1] = static_cast<unsigned char>(w[2]);
+        d[2] = static_cast<unsigned char>(w[0]);
+        d[3] = s[3];
+    }
+}
+
+void VuyaToBgraScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
+    for (int i = 0; i < width; ++i, s += 4, d += 4) {
+        for (int k = 0; k < 3; ++k) {
+            int x = SatAdd16(t.inv[kTabV][s[0]][k], t.inv[kTabU][s[1]][k]);
+            x = SatAdd16(x, t.inv[kTabY][s[2]][k]);
+            d[k] = ClampByte(x >> 6);
+        }
+        d[3] = s[3];
+    }
+}
+
+void Reduce16Scalar(const unsigned char* s, unsigned char* d, int samples) {
+    for (int i = 0; i < samples; ++i) d[i] = static_cast<unsigned char>(Reduce16(Load16(s + 2 * i)));
+}
+
+// UYVY 8-bit pairs into another layout.
+void RelayoutScalar(Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
+    const bool swap = l == Layout422::Yuyv8 || l == Layout422::Yuyv16;
+    for (int i = 0; i < pairs * 4; i += 2) {
+        const unsigned first = swap ? s[i + 1] : s[i];
+        const unsigned second = swap ? s[i] : s[i + 1];
+        if (Is16Bit(l)) {
+            Store16(d + 2 * i, first << 2);
+            Store16(d + 2 * i + 2, second << 2);
+        } else {
+            d[i] = static_cast<unsigned char>(first);
+            d[i + 1] = static_cast<unsigned char>(second);
+        }
+    }
+}
+
+void AlphaPlaneScalar(const unsigned char* s, unsigned char* d, int count) {
+    for (int i = 0; i < count; ++i) Store16(d + 2 * i, static_cast<unsigned>(s[4 * i + 3]) << 4);
+}
+
+// ------------------------------------------------------------ SSE2 forms
+// Each returns how many pairs (or pixels) it did; the caller finishes the
+// rest with the next lower form.
+
+#if LY_X86
+
+inline __m128i LoadEntry(const int16_t* e) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(e)); }
+
+// Entries i0 and i1 of one table in the low and high halves.
+inline __m128i LoadEntries(const int16_t (*tab)[4], unsigned i0, unsigned i1) {
+    return _mm_unpacklo_epi64(LoadEntry(tab[i0]), LoadEntry(tab[i1]));
+}
+
+inline uint64_t Load64(const unsigned char* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+
+inline uint32_t Load32(const unsigned char* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+
+// Two BGRA pixels -> words U0 Y0 V0 0 | U1 Y1 V1 0 (shifted).
+inline __m128i ForwardTwoSse2(const SLyColorTableSet& t, uint64_t px, __m128i off) {
+    const unsigned b0 = px & 0xFF, g0 = (px >> 8) & 0xFF, r0 = (px >> 16) & 0xFF;
+    const unsigned b1 = (px >> 32) & 0xFF, g1 = (px >> 40) & 0xFF, r1 = (px >> 48) & 0xFF;
+    __m128i s = _mm_adds_epi16(LoadEntries(t.fwd2[kTabB], b0, b1), LoadEntries(t.fwd2[kTabG], g0, g1));
+    s = _mm_adds_epi16(s, LoadEntries(t.fwd2[kTabR], r0, r1));
+    s = _mm_adds_epi16(s, off);
+    return _mm_srai_epi16(s, 6);
+}
+
+// Two pairs of shifted pixels -> words U Y0 V Y1 | U' Y2 V' Y3. The shifted
+// values are never negative, so the unsigned average rounds up exactly.
+inline __m128i CombinePairsSse2(__m128i a, __m128i b, __m128i evenWords) {
+    const __m128i first = _mm_unpacklo_epi64(a, b);
+    const __m128i second = _mm_unpackhi_epi64(a, b);
+    const __m128i avg = _mm_avg_epu16(first, second);
+    // Word 3 of `first` is 0, so Y1 slides into it without a mask.
+    const __m128i ys = _mm_or_si128(first, _mm_slli_epi64(second, 32));
+    return _mm_or_si128(_mm_and_si128(avg, evenWords), _mm_andnot_si128(evenWords, ys));
+}
+
+int BgraToUyvyPairsSse2(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int pairs) {
+    const __m128i off = _mm_set_epi16(0, t.off2[2], t.off2[1], t.off2[0], 0, t.off2[2], t.off2[1], t.off2[0]);
+    const __m128i even = _mm_set_epi16(0, -1, 0, -1, 0, -1, 0, -1);
+    int done = 0;
+    for (; done + 4 <= pairs; done += 4, s += 32, d += 16) {
+        const __m128i p0 = ForwardTwoSse2(t, Load64(s), off);
+        const __m128i p1 = ForwardTwoSse2(t, Load64(s + 8), off);
+        const __m128i p2 = ForwardTwoSse2(t, Load64(s + 16), off);
+        const __m128i p3 = ForwardTwoSse2(t, Load64(s + 24), off);
+        const __m128i lo = CombinePairsSse2(p0, p1, even);
+        const __m128i hi = CombinePairsSse2(p2, p3, even);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(lo, hi));
+    }
+    return done;
+}
+
+int VuyaToUyvyPairsSse2(const unsigned char* s, unsigned char* d, int pairs) {
+    const __m128i low = _mm_set1_epi32(0xFF);
+    const __m128i byte1 = _mm_set1_epi32(0xFF00);
+    const __m128i byte3 = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 4 <= pairs; done += 4, s += 32, d += 16) {
+        __m128i r[2];
+        for (int h = 0; h < 2; ++h) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16 * h));
+            const __m128i odd = _mm_srli_epi64(a, 32);        // the pair's second pixel in the even lanes
+            const __m128i avg = _mm_avg_epu8(a, odd);           // V U Y A averages, rounding up
+            const __m128i u = _mm_and_si128(_mm_srli_epi32(avg, 8), low);
+            const __m128i v = _mm_slli_epi32(_mm_and_si128(avg, low), 16);
+            const __m128i y0 = _mm_and_si128(_mm_srli_epi32(a, 8), byte1);
+            const __m128i y1 = _mm_and_si128(_mm_slli_epi32(odd, 8), byte3);
+            const __m128i w = _mm_or_si128(_mm_or_si128(u, v), _mm_or_si128(y0, y1));
+            r[h] = _mm_shuffle_epi32(w, _MM_SHUFFLE(2, 0, 2, 0));
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi64(r[0], r[1]));
+    }
+    return done;
+}
+
+// One UYVY pair (as a 32-bit word) -> words B0 G0 R0 0 | B1 G1 R1 0 (shifted).
+inline __m128i InverseTwoSse2(const SLyColorTableSet& t, uint32_t w) {
+    __m128i c = _mm_adds_epi16(LoadEntry(t.inv[kTabU][w & 0xFF]), LoadEntry(t.inv[kTabV][(w >> 16) & 0xFF]));
+    c = _mm_unpacklo_epi64(c, c);
+    const __m128i y = LoadEntries(t.inv[kTabY], (w >> 8) & 0xFF, w >> 24);
+    return _mm_srai_epi16(_mm_adds_epi16(c, y), 6);
+}
+
+int UyvyToBgraPairsSse2(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int pairs) {
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 2 <= pairs; done += 2, s += 8, d += 16) {
+        const __m128i a = InverseTwoSse2(t, Load32(s));
+        const __m128i b = InverseTwoSse2(t, Load32(s + 4));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_or_si128(_mm_packus_epi16(a, b), alpha));
+    }
+    return done;
+}
+
+int UyvyToVuyaPairsSse2(const unsigned char* s, unsigned char* d, int pairs) {
+    const __m128i low = _mm_set1_epi32(0xFF);
+    const __m128i byte2 = _mm_set1_epi32(0xFF0000);
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 4 <= pairs; done += 4, s += 16, d += 32) {
+        const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        const __m128i u = _mm_and_si128(w, low);
+        const __m128i v = _mm_and_si128(_mm_srli_epi32(w, 16), low);
+        const __m128i vua = _mm_or_si128(_mm_or_si128(v, _mm_slli_epi32(u, 8)), alpha);
+        const __m128i p0 = _mm_or_si128(vua, _mm_and_si128(_mm_slli_epi32(w, 8), byte2));
+        const __m128i p1 = _mm_or_si128(vua, _mm_and_si128(_mm_srli_epi32(w, 8), byte2));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi32(p0, p1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16), _mm_unpackhi_epi32(p0, p1));
+    }
+    return done;
+}
+
+int BgraToVuyaSse2(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
+    const __m128i off = _mm_set_epi16(t.off1[3], t.off1[2], t.off1[1], t.off1[0], t.off1[3], t.off1[2], t.off1[1],
+                                      t.off1[0]);
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 4 <= width; done += 4, s += 16, d += 16) {
+        __m128i w[2];
+        for (int h = 0; h < 2; ++h) {
+            const uint64_t px = Load64(s + 8 * h);
+            const unsigned b0 = px & 0xFF, g0 = (px >> 8) & 0xFF, r0 = (px >> 16) & 0xFF;
+            const unsigned b1 = (px >> 32) & 0xFF, g1 = (px >> 40) & 0xFF, r1 = (px >> 48) & 0xFF;
+            __m128i x = _mm_adds_epi16(LoadEntries(t.fwd1[kTabB], b0, b1), LoadEntries(t.fwd1[kTabG], g0, g1));
+            x = _mm_adds_epi16(x, LoadEntries(t.fwd1[kTabR], r0, r1));
+            x = _mm_srli_epi16(_mm_adds_epi16(x, off), 6);  // Y 0 U V, each within 0..255
+            x = _mm_shufflelo_epi16(x, _MM_SHUFFLE(1, 0, 2, 3));
+            w[h] = _mm_shufflehi_epi16(x, _MM_SHUFFLE(1, 0, 2, 3));  // V U Y 0
+        }
+        const __m128i src = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        const __m128i out = _mm_or_si128(_mm_packus_epi16(w[0], w[1]), _mm_and_si128(src, alpha));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), out);
+    }
+    return done;
+}
+
+int VuyaToBgraSse2(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 4 <= width; done += 4, s += 16, d += 16) {
+        __m128i w[2];
+        for (int h = 0; h < 2; ++h) {
+            const uint64_t px = Load64(s + 8 * h);
+            const unsigned v0 = px & 0xFF, u0 = (px >> 8) & 0xFF, y0 = (px >> 16) & 0xFF;
+            const unsigned v1 = (px >> 32) & 0xFF, u1 = (px >> 40) & 0xFF, y1 = (px >> 48) & 0xFF;
+            __m128i x = _mm_adds_epi16(LoadEntries(t.inv[kTabV], v0, v1), LoadEntries(t.inv[kTabU], u0, u1));
+            x = _mm_adds_epi16(x, LoadEntries(t.inv[kTabY], y0, y1));
+            w[h] = _mm_srai_epi16(x, 6);
+        }
+        const __m128i src = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        const __m128i out = _mm_or_si128(_mm_andnot_si128(alpha, _mm_packus_epi16(w[0], w[1])),
+                                         _mm_and_si128(src, alpha));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), out);
+    }
+    return done;
+}
+
+// 16-bit samples -> 8-bit values, 16 samples a step.
+int Reduce16Sse2(const unsigned char* s, unsigned char* d, int samples) {
+    const __m128i two = _mm_set1_epi16(2);
+    int done = 0;
+    for (; done + 16 <= samples; done += 16, s += 32, d += 16) {
+        __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+        a = _mm_srli_epi16(_mm_adds_epu16(a, two), 2);
+        b = _mm_srli_epi16(_mm_adds_epu16(b, two), 2);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
+    }
+    return done;
+}
+
+inline __m128i SwapBytesSse2(__m128i x) { return _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8)); }
+
+int RelayoutSse2(Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
+    const __m128i zero = _mm_setzero_si128();
+    const bool swap = l == Layout422::Yuyv8 || l == Layout422::Yuyv16;
+    int done = 0;
+    for (; done + 4 <= pairs; done += 4, s += 16) {
+        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        if (swap) x = SwapBytesSse2(x);
+        if (Is16Bit(l)) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_slli_epi16(_mm_unpacklo_epi8(x, zero), 2));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16), _mm_slli_epi16(_mm_unpackhi_epi8(x, zero), 2));
+            d += 32;
+        } else {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d), x);
+            d += 16;
+        }
+    }
+    return done;
+}
+
+int AlphaPlaneSse2(const unsigned char* s, unsigned char* d, int count) {
+    int done = 0;
+    for (; done + 8 <= count; done += 8, s += 32, d += 16) {
+        __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+        a = _mm_slli_epi32(_mm_srli_epi32(a, 24), 4);
+        b = _mm_slli_epi32(_mm_srli_epi32(b, 24), 4);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packs_epi32(a, b));
+    }
+    return done;
+}
+
+// ------------------------------------------------------------ AVX2 forms
+
+#if LY_HAVE_AVX2_KERNELS
+
+LY_TARGET_AVX2 inline __m256i LaneMask(char a0, char a1, char a2, char a3, char a4, char a5, char a6, char a7,
+                                       char a8, char a9, char a10, char a11, char a12, char a13, char a14,
+                                       char a15) {
+    return _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(a0, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, a11, a12, a13, a14, a15));
+}
+
+// One table word per lane: round-to-nearest-even of the float product.
+LY_TARGET_AVX2 inline __m256i Term(__m256 x, __m256 c) { return _mm256_cvtps_epi32(_mm256_mul_ps(x, c)); }
+
+// Sixteen BGRA pixels (two groups of eight) -> the table sums of Y, U and V
+// packed to 16 bits: per 128-bit lane four pixels of the first group, then
+// four of the second. Before offsets and shift (the raw sums fit 16 bits).
+// Each byte is masked in place (see SLyFwdCoefs); each coefficient is loaded
+// once for both groups.
+struct SLyFwdInputs {
+    __m256 f[2][3];  // [group][kTabR, kTabG, kTabB]
+};
+
+LY_TARGET_AVX2 inline SLyFwdInputs ForwardInputsAvx2(__m256i pa, __m256i pb) {
+    SLyFwdInputs in;
+    const __m256i px[2] = {pa, pb};
+    for (int h = 0; h < 2; ++h) {
+        in.f[h][kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF)));
+        in.f[h][kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF00)));
+        in.f[h][kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF0000)));
+    }
+    return in;
+}
+
+LY_TARGET_AVX2 inline __m256i ForwardSums16(const SLyFwdInputs& in, const float* coefs) {
+    const __m256 cb = _mm256_set1_ps(coefs[kTabB]), cg = _mm256_set1_ps(coefs[kTabG]),
+                 cr = _mm256_set1_ps(coefs[kTabR]);
+    __m256i s[2];
+    for (int h = 0; h < 2; ++h)
+        s[h] = _mm256_add_epi32(_mm256_add_epi32(Term(in.f[h][kTabB], cb), Term(in.f[h][kTabG], cg)),
+                                Term(in.f[h][kTabR], cr));
+    return _mm256_packs_epi32(s[0], s[1]);
+}
+
+// The raw sums fit 16 bits, so they are packed first and shifted sixteen at
+// a time. The offsets are whole multiples of 64 and go in after the shift:
+// (s + 1024) >> 6 == (s >> 6) + 16 and (s + 8192) >> 6 == (s >> 6) + 128.
+LY_TARGET_AVX2 int BgraToUyvyPairsAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int pairs) {
+    const __m256i lumaOffset = _mm256_set1_epi16(16);
+    const __m256i chromaRound = _mm256_set1_epi16(2 * 128 + 1);  // both offsets, plus rounding up
+    const __m256i order = LaneMask(0, 8, 4, 9, 1, 10, 5, 11, 2, 12, 6, 13, 3, 14, 7, 15);
+    int done = 0;
+    for (; done + 8 <= pairs; done += 8, s += 64, d += 32) {
+        const SLyFwdInputs in = ForwardInputsAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
+                                                  _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
+        const __m256i y = _mm256_add_epi16(_mm256_srai_epi16(ForwardSums16(in, f.y), 6), lumaOffset);
+        const __m256i u = _mm256_srai_epi16(ForwardSums16(in, f.u), 6);
+        const __m256i v = _mm256_srai_epi16(ForwardSums16(in, f.v), 6);
+        // Pair sums (U of four pairs, then V of four pairs), averaged up.
+        const __m256i c = _mm256_srli_epi16(_mm256_add_epi16(_mm256_hadd_epi16(u, v), chromaRound), 1);
+        const __m256i bytes = _mm256_shuffle_epi8(_mm256_packus_epi16(c, y), order);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(bytes, 0xD8));
+    }
+    return done;
+}
+
+LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d, int pairs) {
+    const __m256i my = LaneMask(-1, 2, -1, 6, -1, 10, -1, 14, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i mc = LaneMask(1, -1, 0, -1, 9, -1, 8, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    int done = 0;
+    for (; done + 8 <= pairs; done += 8, s += 64, d += 32) {
+        __m256i r[2];
+        for (int h = 0; h < 2; ++h) {
+            const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32 * h));
+            const __m256i avg = _mm256_avg_epu8(a, _mm256_srli_epi64(a, 32));
+            r[h] = _mm256_or_si256(_mm256_shuffle_epi8(a, my), _mm256_shuffle_epi8(avg, mc));
+        }
+        const __m256i m = _mm256_unpacklo_epi64(r[0], r[1]);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(m, 0xD8));
+    }
+    return done;
+}
+
+struct SLyInvVec {
+    __m256 y, br, g;  // br: (U->B, V->R) per (U, V) lane pair; g: (U->G, V->G)
+};
+
+LY_TARGET_AVX2 inline SLyInvVec InvVec(const SLyInvCoefs& c) {
+    SLyInvVec k;
+    k.y = _mm256_set1_ps(c.y);
+    k.br = _mm256_setr_ps(c.ub, c.vr, c.ub, c.vr, c.ub, c.vr, c.ub, c.vr);
+    k.g = _mm256_setr_ps(c.ug, c.vg, c.ug, c.vg, c.ug, c.vg, c.ug, c.vg);
+    return k;
+}
+
+// Sixteen bytes-as-words (low byte of each 16-bit lane) -> floats of
+// (value - bias): the value slides into the mantissa of 2^23.
+LY_TARGET_AVX2 inline __m256 WordsToFloatLo(__m256i w, __m256 bias) {
+    return _mm256_sub_ps(_mm256_castsi256_ps(_mm256_unpacklo_epi16(w, _mm256_set1_epi16(0x4B00))), bias);
+}
+LY_TARGET_AVX2 inline __m256 WordsToFloatHi(__m256i w, __m256 bias) {
+    return _mm256_sub_ps(_mm256_castsi256_ps(_mm256_unpackhi_epi16(w, _mm256_set1_epi16(0x4B00))), bias);
+}
+
+// Sixteen UYVY pixels (32 bytes) -> sixty-four BGRA bytes.
+LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigned char* d, const SLyInvVec& k) {
+    const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i yw = _mm256_srli_epi16(in, 8);                              // y0..7 | y8..15
+    const __m256i cw = _mm256_and_si256(in, _mm256_set1_epi16(0xFF));          // u0 v0 .. u3 v3 | u4 v4 ..
+    const __m256 biasY = _mm256_set1_ps(8388608.0f + 16.0f);
+    const __m256 biasC = _mm256_set1_ps(8388608.0f + 128.0f);
+    const __m256i tyLo = Term(WordsToFloatLo(yw, biasY), k.y);                // y0..3 | y8..11
+    const __m256i tyHi = Term(WordsToFloatHi(yw, biasY), k.y);                // y4..7 | y12..15
+    const __m256 cLo = WordsToFloatLo(cw, biasC);                            // pairs 0,1 | 4,5
+    const __m256 cHi = WordsToFloatHi(cw, biasC);                            // pairs 2,3 | 6,7
+    const __m256i brLo = Term(cLo, k.br);                                     // B, R chroma per pair
+    const __m256i brHi = Term(cHi, k.br);
+    const __m256i ty = _mm256_packs_epi32(tyLo, tyHi);                        // per pixel, in order
+    const __m256i br = _mm256_packs_epi32(brLo, brHi);                        // B0 R0 B1 R1 .. B3 R3
+    const __m256i gw = _mm256_packs_epi32(Term(cLo, k.g), Term(cHi, k.g));     // UG0 VG0 UG1 VG1 ..
+    const __m256i dupEven = LaneMask(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
+    const __m256i dupOdd = LaneMask(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
+    const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+    // U + V of the pair lands in both of its pixels' words.
+    const __m256i gc = _mm256_adds_epi16(gw, _mm256_shuffle_epi8(gw, swap));
+    const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupEven), ty), 6);
+    const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupOdd), ty), 6);
+    const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(gc, ty), 6);
+    const __m256i bR = _mm256_packus_epi16(b, r);                                    // B0..7 R0..7
+    const __m256i gA = _mm256_packus_epi16(g, _mm256_set1_epi16(255));               // G0..7 FF..
+    const __m256i bg = _mm256_unpacklo_epi8(bR, gA);
+    const __m256i ra = _mm256_unpackhi_epi8(bR, gA);
+    const __m256i p0 = _mm256_unpacklo_epi16(bg, ra);                                // px 0..3 | 8..11
+    const __m256i p1 = _mm256_unpackhi_epi16(bg, ra);                                // px 4..7 | 12..15
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(p0, p1, 0x20));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(p0, p1, 0x31));
+}
+
+LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
+    const SLyInvVec k = InvVec(c);
+    int done = 0;
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenAvx2(s, d, k);
+    return done;
+}
+
+LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d, int pairs) {
+    const __m256i mask = _mm256_setr_epi8(2, 0, 1, -1, 2, 0, 3, -1, 6, 4, 5, -1, 6, 4, 7, -1,        //
+                                          10, 8, 9, -1, 10, 8, 11, -1, 14, 12, 13, -1, 14, 12, 15, -1);
+    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) {
+        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        const __m256i lo = _mm256_permute2x128_si256(in, in, 0x00);
+        const __m256i hi = _mm256_permute2x128_si256(in, in, 0x11);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_or_si256(_mm256_shuffle_epi8(lo, mask), alpha));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32),
+                            _mm256_or_si256(_mm256_shuffle_epi8(hi, mask), alpha));
+    }
+    return done;
+}
+
+LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
+    const __m256i chromaOffset = _mm256_set1_epi16(8192), lumaOffset = _mm256_set1_epi16(1024);
+    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+    int done = 0;
+    for (; done + 16 <= width; done += 16, s += 64, d += 64) {
+        const __m256i pa = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        const __m256i pb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+        const SLyFwdInputs in = ForwardInputsAvx2(pa, pb);
+        // Sixteen words at a time; every result lies within 0..255.
+        const __m256i v = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.v), chromaOffset), 6);
+        const __m256i u = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.u), chromaOffset), 6);
+        const __m256i y = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.y), lumaOffset), 6);
+        const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi16(u, 8));
+        // Words 0..3 of each lane belong to the first eight pixels, 4..7 to the second.
+        const __m256i outA = _mm256_or_si256(_mm256_unpacklo_epi16(vu, y), _mm256_and_si256(pa, alpha));
+        const __m256i outB = _mm256_or_si256(_mm256_unpackhi_epi16(vu, y), _mm256_and_si256(pb, alpha));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), outA);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), outB);
+    }
+    return done;
+}
+
+// V and U are masked in place and slid into the mantissa of 2^23 (no shift,
+// no conversion); Y sits too high for that and is converted. Coefficients
+// are divided by the byte weights (SLyArith::invVuya).
+LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
+    const __m256 ky = _mm256_set1_ps(c.y), kub = _mm256_set1_ps(c.ub), kug = _mm256_set1_ps(c.ug);
+    const __m256 kvg = _mm256_set1_ps(c.vg), kvr = _mm256_set1_ps(c.vr);
+    const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
+    const __m256 biasV = _mm256_set1_ps(8388608.0f + 128.0f);
+    const __m256 biasU = _mm256_set1_ps(8388608.0f + 128.0f * 256.0f);
+    const __m256 biasY = _mm256_set1_ps(16.0f * 65536.0f);
+    const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    int done = 0;
+    for (; done + 8 <= width; done += 8, s += 32, d += 32) {
+        const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        const __m256i mv = _mm256_and_si256(px, _mm256_set1_epi32(0xFF));
+        const __m256i mu = _mm256_and_si256(px, _mm256_set1_epi32(0xFF00));
+        const __m256i my = _mm256_and_si256(px, _mm256_set1_epi32(0xFF0000));
+        const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mv, exp23)), biasV);
+        const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mu, exp23)), biasU);
+        const __m256 fy = _mm256_sub_ps(_mm256_cvtepi32_ps(my), biasY);
+        const __m256i ty = Term(fy, ky);
+        // Sums in 32 bits: the chroma sums fit 16 bits and the full sums never
+        // go below -32768, so this equals the saturating 16-bit chain once
+        // clamped.
+        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(Term(fu, kub), ty), 6);
+        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(_mm256_add_epi32(Term(fv, kvg), Term(fu, kug)), ty), 6);
+        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(Term(fv, kvr), ty), 6);
+        const __m256i bg = _mm256_packs_epi32(b, g);
+        const __m256i ra = _mm256_packs_epi32(r, _mm256_srli_epi32(px, 24));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
+                            _mm256_shuffle_epi8(_mm256_packus_epi16(bg, ra), interleave));
+    }
+    return done;
+}
+
+LY_TARGET_AVX2 int Reduce16Avx2(const unsigned char* s, unsigned char* d, int samples) {
+    const __m256i two = _mm256_set1_epi16(2);
+    int done = 0;
+    for (; done + 32 <= samples; done += 32, s += 64, d += 32) {
+        __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+        a = _mm256_srli_epi16(_mm256_adds_epu16(a, two), 2);
+        b = _mm256_srli_epi16(_mm256_adds_epu16(b, two), 2);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8));
+    }
+    return done;
+}
+
+LY_TARGET_AVX2 int RelayoutAvx2(Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
+    const bool swap = l == Layout422::Yuyv8 || l == Layout422::Yuyv16;
+    int done = 0;
+    for (; done + 8 <= pairs; done += 8, s += 32) {
+        __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        if (swap) x = _mm256_or_si256(_mm256_slli_epi16(x, 8), _mm256_srli_epi16(x, 8));
+        if (Is16Bit(l)) {
+            const __m256i lo = _mm256_slli_epi16(_mm256_cvtepu8_epi16(_mm256_castsi256_si128(x)), 2);
+            const __m256i hi = _mm256_slli_epi16(_mm256_cvtepu8_epi16(_mm256_extracti128_si256(x, 1)), 2);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), lo);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), hi);
+            d += 64;
+        } else {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), x);
+            d += 32;
+        }
+    }
+    return done;
+}
+
+LY_TARGET_AVX2 int AlphaPlaneAvx2(const unsigned char* s, unsigned char* d, int count) {
+    int done = 0;
+    for (; done + 16 <= count; done += 16, s += 64, d += 32) {
+        __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+        a = _mm256_slli_epi32(_mm256_srli_epi32(a, 24), 4);
+        b = _mm256_slli_epi32(_mm256_srli_epi32(b, 24), 4);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8));
+    }
+    return done;
+}
+
+#endif  // LY_HAVE_AVX2_KERNELS
+#endif  // LY_X86
+
+// Checked per row, not per call: the rows may run on pool workers, whose
+// floating-point environment is their own. The AVX2 forms round like the
+// tables only under round-to-nearest.
+inline bool UseAvx2(Isa isa) {
+#if LY_X86 && LY_HAVE_AVX2_KERNELS
+    return isa == Isa::Avx2 && (_mm_getcsr() & 0x6000u) == 0;
+#else
+    (void)isa;
+    return false;
+#endif
+}
+
+inline bool UseSse2(Isa isa) {
+#if LY_X86
+    return isa >= Isa::Sse2;
+#else
+    (void)isa;
+    return false;
+#endif
+}
+
+// ------------------------------------------------------------ dispatch by form
+// Each runs the widest form on as much as it can take, then steps down.
+
+void BgraToUyvyPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
+    const SLyColorTableSet& t = ColorTables(cs);
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = BgraToUyvyPairsAvx2(Arith().fwd[cs], s, d, pairs);
+#endif
+    if (UseSse2(isa)) done += BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done);
+#endif
+    BgraToUyvyPairsScalar(t, s + 8 * done, d + 4 * done, pairs - done);
+}
+
+void VuyaToUyvyPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = VuyaToUyvyPairsAvx2(s, d, pairs);
+#endif
+    if (UseSse2(isa)) done += VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done);
+#endif
+    VuyaToUyvyPairsScalar(s + 8 * done, d + 4 * done, pairs - done);
+}
+
+void UyvyToBgraPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
+    const SLyColorTableSet& t = ColorTables(cs);
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = UyvyToBgraPairsAvx2(Arith().inv[cs], s, d, pairs);
+#endif
+    if (UseSse2(isa)) done += UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done);
+#endif
+    UyvyToBgraPairsScalar(t, s + 4 * done, d + 8 * done, pairs - done);
+}
+
+void UyvyToVuyaPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = UyvyToVuyaPairsAvx2(s, d, pairs);
+#endif
+    if (UseSse2(isa)) done += UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done);
+#endif
+    UyvyToVuyaPairsScalar(s + 4 * done, d + 8 * done, pairs - done);
+}
+
+void Reduce16Samples(Isa isa, const unsigned char* s, unsigned char* d, int samples) {
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = Reduce16Avx2(s, d, samples);
+#endif
+    if (UseSse2(isa)) done += Reduce16Sse2(s + 2 * done, d + done, samples - done);
+#endif
+    Reduce16Scalar(s + 2 * done, d + done, samples - done);
+}
+
+void Relayout(Isa isa, Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = RelayoutAvx2(l, s, d, pairs);
+#endif
+    if (UseSse2(isa)) done += RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done);
+#endif
+    RelayoutScalar(l, s + 4 * done, d + PairBytes(l) * done, pairs - done);
+}
+
+using PairsFn = void (*)(Isa, int, const unsigned char*, unsigned char*, int);
+
+// 32-bit pixel pairs -> 4:2:2 pairs in any layout: UYVY 8-bit goes straight
+// to the destination, the others through a small staging row.
+void ProducePairs(PairsFn core, Isa isa, int cs, Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
+    if (l == Layout422::Uyvy8) {
+        core(isa, cs, s, d, pairs);
+        return;
+    }
+    alignas(64) unsigned char stage[kChunkPairs * 4];
+    while (pairs > 0) {
+        const int n = std::min(pairs, kChunkPairs);
+        core(isa, cs, s, stage, n);
+        Relayout(isa, l, stage, d, n);
+        s += 8 * n;
+        d += PairBytes(l) * n;
+        pairs -= n;
+    }
+}
+
+// UYVY pairs (8- or 16-bit) -> 32-bit pixel pairs.
+void ConsumePairs(PairsFn core, Isa isa, int cs, int depth, const unsigned char* s, unsigned char* d, int pairs) {
+    if (depth != 16) {
+        core(isa, cs, s, d, pairs);
+        return;
+    }
+    alignas(64) unsigned char stage[kChunkPairs * 4];
+    while (pairs > 0) {
+        const int n = std::min(pairs, kChunkPairs);
+        Reduce16Samples(isa, s, stage, 4 * n);
+        core(isa, cs, stage, d, n);
+        s += 8 * n;
+        d += 8 * n;
+        pairs -= n;
+    }
+}
+
+// Sample i (which may be negative) of a 4:2:2 row, as an 8-bit value.
+inline int Sample(const unsigned char* s, int depth, int i) {
+    return depth == 16 ? Reduce16(Load16(s + 2 * i)) : s[i];
+}
+
+// The shared row walk of the UYVY readers: the pair-start flag, whole pairs,
+// and an odd last pixel with its own U and Y and the V on its left.
+template <class PixelFn>
+void UyvyRow(PairsFn core, Isa isa, int cs, int depth, const unsigned char* s, int pairStart, unsigned char* d,
+             int width, PixelFn pixel) {
+    if (width < 1) return;
+    const int bytesPerSample = depth == 16 ? 2 : 1;
+    if (pairStart == 0) {
+        pixel(Sample(s, depth, -2), Sample(s, depth, 0), Sample(s, depth, 1), d);
+        s += 2 * bytesPerSample;
+        d += 4;
+        --width;
+    } else if (width == 1) {
+        return;  // no whole pair and no V to borrow
+    }
+    const int pairs = width / 2;
+    ConsumePairs(core, isa, cs, depth, s, d, pairs);
+    if (width & 1) {
+        s += 4 * bytesPerSample * pairs;
+        d += 8 * pairs;
+        pixel(Sample(s, depth, 0), Sample(s, depth, -2), Sample(s, depth, 1), d);
+    }
+}
+
+}  // namespace
+
+// ------------------------------------------------------------ kernel entry points
+
+Isa ConverterIsa() {
+    Isa isa = ActiveIsa();
+    const SLyArith& a = Arith();
+    if (!a.boundsHold) return Isa::Scalar;
+    if (isa == Isa::Avx2 && !a.exact) isa = Isa::Sse2;
+    return isa;
+}
+
+void BgraTo422Row(Isa isa, int colorimetry, Layout422 layout, const unsigned char* src, unsigned char* dst,
+                  int width) {
+    ProducePairs(&BgraToUyvyPairs, isa, colorimetry, layout, src, dst, width / 2);
+}
+
+void VuyaTo422Row(Isa isa, Layout422 layout, const unsigned char* src, unsigned char* dst, int width) {
+    const int pairs = width / 2;
+    if (pairs < 1) return;  // one pixel: nothing, like the 16-bit forms
+    ProducePairs(&VuyaToUyvyPairs, isa, 0, layout, src, dst, pairs);
+    if ((width & 1) && !Is16Bit(layout)) {
+        const unsigned char* s = src + 8 * pairs;
+        unsigned char* d = dst + 4 * pairs;
+        const bool yuyv = layout == Layout422::Yuyv8;
+        d[0] = yuyv ? s[2] : s[1];
+        d[1] = yuyv ? s[1] : s[2];
+    }
+}
+
+void UyvyToBgraRow(Isa isa, int colorimetry, int depth, const unsigned char* src, int pairStart,
+                   unsigned char* dst, int width) {
+    const SLyColorTableSet& t = ColorTables(colorimetry);
+    UyvyRow(&UyvyToBgraPairs, isa, colorimetry, depth, src, pairStart, dst, width,
+            [&t](int u, int v, int y, unsigned char* d) { InversePixel(t, u, v, y, d); });
+}
+
+void UyvyToVuyaRow(Isa isa, int depth, const unsigned char* src, int pairStart, unsigned char* dst, int width) {
+    UyvyRow(&UyvyToVuyaPairs, isa, 0, depth, src, pairStart, dst, width,
+            [](int u, int v, int y, unsigned char* d) { VuyaPixel(u, v, y, d); });
+}
+
+void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
+    const SLyColorTableSet& t = ColorTables(colorimetry);
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = BgraToVuyaAvx2(Arith().fwd[colorimetry], src, dst, width);
+#endif
+    if (UseSse2(isa)) done += BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done);
+#endif
+    BgraToVuyaScalar(t, src + 4 * done, dst + 4 * done, width - done);
+}
+
+void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
+    const SLyColorTableSet& t = ColorTables(colorimetry);
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = VuyaToBgraAvx2(Arith().invVuya[colorimetry], src, dst, width);
+#endif
+    if (UseSse2(isa)) done += VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done);
+#endif
+    VuyaToBgraScalar(t, src + 4 * done, dst + 4 * done, width - done);
+}
+
+void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, int count) {
+    int done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (UseAvx2(isa)) done = AlphaPlaneAvx2(src, alphaDst, count);
+#endif
+    if (UseSse2(isa)) done += AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done);
+#endif
+    AlphaPlaneScalar(src + 4 * done, alphaDst + 2 * done, count - done);
+}
+
+bool ArithmeticFormsExact() { return Arith().exact; }
+
+}  // namespace ly::packed
+
+// ------------------------------------------------------------ exported converters
+
+namespace {
+
+using ly::packed::Layout422;
+
+bool Images(const void* src, const void* dst, int width, int height) {
+    return src != nullptr && dst != nullptr && width >= 1 && height >= 1;
+}
+bool KnownColorimetry(ELyColorimetry c) { return c == Colorimetry_BT601 || c == Colorimetry_BT709; }
+bool KnownDepth(unsigned char depth) { return depth == 8 || depth == 16; }
+
+// Runs row(src row, dst row) over every row, banded.
+template <class Row>
+void ForEachRow(ly::PoolRoute route, const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
+                int height, Row row) {
+    ly::ParallelRows(route, height, [&](int firstRow, int rows) {
+        for (int r = firstRow; r < firstRow + rows; ++r) row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r));
+    });
+}
+
+// The driver the two UYVY readers share: it repeats the image checks, then
+// refuses when the caller could not choose a kernel.
+template <class Row>
+int RunUyvyReader(bool kernelChosen, const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
+                  int width, int height, Row row) {
+    if (!Images(src, dst, width, height) || !kernelChosen) return 0;
+    ForEachRow(ly::PoolRoute::Exported, src, srcPitch, dst, dstPitch, height, row);
+    return 1;
+}
+
+// 4:2:2 with an alpha plane: the packed row, then the alpha samples of the
+// pixels whose packed bytes were written.
+template <class PackedRow>
+void ForEachRowWithAlpha(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
+                         unsigned char* alphaDst, int alphaPitch, int height, int alphaCount, ly::Isa isa,
+                         PackedRow packedRow) {
+    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
+        for (int r = firstRow; r < firstRow + rows; ++r) {
+            const unsigned char* s = ly::RowAt(src, srcPitch, r);
+            packedRow(s, ly::RowAt(dst, dstPitch, r));
+            ly::packed::AlphaPlaneRow(isa, s, ly::RowAt(alphaDst, alphaPitch, r), alphaCount);
+        }
+    });
+}
+
+}  // namespace
+
+namespace LyFormatUtils {
+
+int BGRA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
+                      unsigned char depth, ELyColorimetry colorimetry, int width, int height) {
+    if (!Images(source, destination, width, height)) return 0;
+    if (!KnownColorimetry(colorimetry) || !KnownDepth(depth)) return 0;
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    const Layout422 layout = depth == 16 ? Layout422::Uyvy16 : Layout422::Uyvy8;
+    ForEachRow(ly::PoolRoute::Exported, source, sourcePitch, destination, destinationPitch, height,
+               [&](const unsigned char* s, unsigned char* d) {
+                   ly::packed::BgraTo422Row(isa, colorimetry, layout, s, d, width);
+               });
+    return 1;
+}
+
+int BGRA4444ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned char* destination,
+                       int destinationPitch, unsigned char /*depth*/, ELyColorimetry colorimetry, int width,
+                       int height) {
+    if (!Images(source, destination, width, height) || !KnownColorimetry(colorimetry)) return 1;
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
+               [&](const unsigned char* s, unsigned char* d) {
+                   ly::packed::BgraToVuyaRow(isa, colorimetry, s, d, width);
+               });
+    return 1;
+}
+
+int VUYA4444ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned char* destination,
+                       int destinationPitch, unsigned char /*depth*/, ELyColorimetry colorimetry, int width,
+                       int height) {
+    if (!Images(source, destination, width, height) || !KnownColorimetry(colorimetry)) return 1;
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
+               [&](const unsigned char* s, unsigned char* d) {
+                   ly::packed::VuyaToBgraRow(isa, colorimetry, s, d, width);
+               });
+    return 1;
+}
+
+int UYVY422ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned char depth, ELyColorimetry colorimetry,
+                      unsigned char* destination, int destinationPitch, int width, int height) {
+    const bool chosen = KnownColorimetry(colorimetry) && KnownDepth(depth);
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    return RunUyvyReader(chosen, source, sourcePitch, destination, destinationPitch, width, height,
+                         [&](const unsigned char* s, unsigned char* d) {
+                             ly::packed::UyvyToBgraRow(isa, colorimetry, depth, s, 1, d, width);
+                         });
+}
+
+int UYVY422ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned char depth, unsigned char* destination,
+                      int destinationPitch, int width, int height, unsigned char /*alpha*/) {
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    return RunUyvyReader(KnownDepth(depth), source, sourcePitch, destination, destinationPitch, width, height,
+                         [&](const unsigned char* s, unsigned char* d) {
+                             ly::packed::UyvyToVuyaRow(isa, depth, s, 1, d, width);
+                         });
+}
+
+int VUYA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
+                      unsigned char depth, int width, int height) {
+    if (!Images(source, destination, width, height) || !KnownDepth(depth)) return 0;
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    const Layout422 layout = depth == 16 ? Layout422::Uyvy16 : Layout422::Uyvy8;
+    ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
+               [&](const unsigned char* s, unsigned char* d) { ly::packed::VuyaTo422Row(isa, layout, s, d, width); });
+    return 1;
+}
+
+int BGRA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned char* destination,
+                       int destinationPitch, unsigned char* alphaDestination, int alphaPitch, unsigned char depth,
+                       ELyColorimetry colorimetry, int width, int height) {
+    if (!Images(source, destination, width, height) || alphaDestination == nullptr) return 0;
+    if (!KnownColorimetry(colorimetry) || !KnownDepth(depth)) return 0;
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    const Layout422 layout = depth == 16 ? Layout422::Yuyv16 : Layout422::Yuyv8;
+    ForEachRowWithAlpha(source, sourcePitch, destination, destinationPitch, alphaDestination, alphaPitch, height,
+                        width & ~1, isa, [&](const unsigned char* s, unsigned char* d) {
+                            ly::packed::BgraTo422Row(isa, colorimetry, layout, s, d, width);
+                        });
+    return 1;
+}
+
+int VUYA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned char* destination,
+                       int destinationPitch, unsigned char* alphaDestination, int alphaPitch, unsigned char depth,
+                       int width, int height) {
+    if (!Images(source, destination, width, height) || alphaDestination == nullptr) return 0;
+    if (!KnownDepth(depth)) return 0;
+    const ly::Isa isa = ly::packed::ConverterIsa();
+    const Layout422 layout = depth == 16 ? Layout422::Yuyv16 : Layout422::Yuyv8;
+    // Exactly the pixels whose packed bytes are written get an alpha sample.
+    const int alphaCount = width < 2 ? 0 : (depth == 8 ? width : (width & ~1));
+    ForEachRowWithAlpha(source, sourcePitch, destination, destinationPitch, alphaDestination, alphaPitch, height,
+                        alphaCount, isa, [&](const unsigned char* s, unsigned char* d) {
+                            ly::packed::VuyaTo422Row(isa, layout, s, d, width);
+                        });
+    return 1;
+}
+
+}  // namespace LyFormatUtils

@@ -1,0 +1,389 @@
+#include <memory>
+
+#include "LyAVUtils.h"
+#include "test_support.h"
+
+using lytest::TestImage;
+
+namespace {
+
+
+uint32_t Word(const unsigned char* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+
+uint16_t Sample(const unsigned char* p) {
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return v;
+}
+
+// Bytes a fill writes into row 0 (-1: not written there).
+std::vector<int> ExpectedRow(ELyPixelFormat format, int depth, uint32_t word, int width) {
+    const int y = (word >> 16) & 0xFF, cb = (word >> 8) & 0xFF, cr = word & 0xFF;
+    std::vector<int> row;
+    auto put16 = [&row](int v) {
+        row.push_back(v & 0xFF);
+        row.push_back(v >> 8);
+    };
+    if (format == PixelFormat_BGRA4444 || format == PixelFormat_VUYA4444) {
+        for (int x = 0; x < width; ++x)
+            for (int b = 0; b < 4; ++b) row.push_back((word >> (8 * b)) & 0xFF);
+        return row;
+    }
+    const int bpp = depth == 16 ? 4 : 2;
+    const bool uyvy = format == PixelFormat_UYVY422;
+    for (int p = 0; p < width / 2; ++p) {
+        if (depth == 8 && uyvy)
+            row.insert(row.end(), {cb, y, cr, y});
+        else if (depth == 8)
+            row.insert(row.end(), {y, cb, y, cr});
+        else if (depth == 16 && uyvy)
+            for (int v : {cb, y, cr, y}) put16(v << 2);
+        else
+            row.insert(row.end(), 2 * bpp, -1);
+    }
+    if (width & 1) row.insert(row.end(), bpp, -1);
+    return row;
+}
+
+int BytesPerPixel(ELyPixelFormat format, int depth) {
+    if (format == PixelFormat_BGRA4444 || format == PixelFormat_VUYA4444) return 4;
+    return depth == 16 ? 4 : 2;
+}
+
+// Fills an image of the given format with FillBlockColor and checks every
+// byte: the packed rows, the alpha plane of format 7, and nothing else.
+void CheckBlockFill(ELyPixelFormat format, int depth, uint32_t word, const lytest::ImageLayout& layout) {
+    const bool hasAlpha = format == PixelFormat_YUYVA422;
+    lytest::ImageLayout whole = layout;
+    whole.bytesPerPixel = BytesPerPixel(format, depth);
+    if (hasAlpha) whole.height = 2 * layout.height;  // alpha plane right below, same pitch
+    TestImage img(whole);
+    img.FillRandom();
+    const auto before = img.Snapshot();
+    const auto pixels = img.Pixels();
+    const int w = layout.width, h = layout.height, rowBytes = img.rowBytes();
+    ASSERT_EQ(LyPixelUtils::FillBlockColor(img.data(), img.pitch(), w, h, format, static_cast<unsigned char>(depth),
+                                           Colorimetry_BT601, word),
+              1);
+    const std::string where = "format " + std::to_string(format) + " depth " + std::to_string(depth) + " " +
+                              img.Describe();
+    ASSERT_TRUE(img.OutsideUnchanged(before)) << where;
+    const auto expected = ExpectedRow(format, depth, word, w);
+    ASSERT_EQ(static_cast<int>(expected.size()), rowBytes);
+    for (int r = 0; r < h; ++r)
+        for (int i = 0; i < rowBytes; ++i) {
+            // Unwritten bytes of row 0 are copied into every row below.
+            const int want = expected[i] >= 0 ? expected[i] : pixels[i];
+            ASSERT_EQ(img.row(r)[i], want) << where << " row " << r << " byte " << i;
+        }
+    if (!hasAlpha) return;
+    const uint16_t a16 = static_cast<uint16_t>((word >> 24) * 16);
+    for (int r = 0; r < h; ++r) {
+        const unsigned char* row = img.row(h + r);
+        for (int x = 0; x < (w & ~1); ++x) ASSERT_EQ(Sample(row + 2 * x), a16) << where << " alpha row " << r;
+        for (int i = (w & ~1) * 2; i < rowBytes; ++i)
+            ASSERT_EQ(row[i], pixels[static_cast<size_t>(h + r) * rowBytes + i]) << where << " alpha row " << r;
+    }
+}
+
+}  // namespace
+
+// ============================================================ named colours
+
+TEST(Fill, FixedColorWords) {
+    struct Known {
+        ELyFixedColor color;
+        uint32_t bgra, vuya601, vuya709;
+    };
+    const Known known[] = {
+        {FixedColor_Black, 0x000000, 0x108080, 0x108080}, {FixedColor_White, 0xFFFFFF, 0xEB8080, 0xEB8080},
+        {FixedColor_Red, 0xFF0000, 0x525AF0, 0x3F66F0},   {FixedColor_Green, 0x00FF00, 0x913622, 0xAD2A1A},
+        {FixedColor_Blue, 0x0000FF, 0x29F06E, 0x20F076},
+    };
+    for (const Known& k : known)
+        for (int alpha : {0, 0x80, 0xFF}) {
+            const uint32_t a = static_cast<uint32_t>(alpha) << 24;
+            uint32_t w = 0xDEADBEEF;
+            EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_BGRA4444, Colorimetry_BT601, k.color, w, alpha), 1);
+            EXPECT_EQ(w, a | k.bgra);
+            // BGRA does not depend on the colorimetry, even an unknown one.
+            w = 0;
+            LyPixelUtils::GetFixedColor(PixelFormat_BGRA4444, static_cast<ELyColorimetry>(5), k.color, w, alpha);
+            EXPECT_EQ(w, a | k.bgra);
+            LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, Colorimetry_BT601, k.color, w, alpha);
+            EXPECT_EQ(w, a | k.vuya601);
+            LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, Colorimetry_BT709, k.color, w, alpha);
+            EXPECT_EQ(w, a | k.vuya709);
+        }
+}
+
+TEST(Fill, UnknownColoursFormatsAndColorimetries) {
+    uint32_t w = 0x12345678;
+    for (int color : {0, 2, 4, 8, -1}) {
+        EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_BGRA4444, Colorimetry_BT601,
+                                              static_cast<ELyFixedColor>(color), w, 255),
+                  1);
+        EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, Colorimetry_BT709,
+                                              static_cast<ELyFixedColor>(color), w, 255),
+                  1);
+    }
+    EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, static_cast<ELyColorimetry>(2), FixedColor_Red, w, 9),
+              1);
+    for (int format : {0, 3, 4, 7, 8})
+        EXPECT_EQ(LyPixelUtils::GetFixedColor(static_cast<ELyPixelFormat>(format), Colorimetry_BT601, FixedColor_Red,
+                                              w, 9),
+                  0);
+    EXPECT_EQ(w, 0x12345678u);
+}
+
+TEST(Fill, ColoursThatYieldNothingFillWithZero) {
+    for (int color : {2, 4, 9}) {
+        TestImage img(6, 2, 4);
+        img.FillRandom();
+        ASSERT_EQ(LyPixelUtils::FillFixedColor(img.data(), img.pitch(), 6, 2, PixelFormat_BGRA4444, 8,
+                                               Colorimetry_BT601, static_cast<ELyFixedColor>(color), 0xFF),
+                  1);
+        EXPECT_TRUE(lytest::SameBytes(std::vector<unsigned char>(48, 0), img.Pixels()));
+    }
+    // A YUV fill with an unknown colorimetry has no word either.
+    TestImage img(6, 2, 2);
+    img.FillRandom();
+    LyPixelUtils::FillFixedColor(img.data(), img.pitch(), 6, 2, PixelFormat_UYVY422, 8, static_cast<ELyColorimetry>(3),
+                                 FixedColor_Red, 0xFF);
+    EXPECT_TRUE(lytest::SameBytes(std::vector<unsigned char>(24, 0), img.Pixels()));
+}
+
+TEST(Fill, KnownWords) {
+    TestImage vuya(5, 3, 4);
+    LyPixelUtils::FillFixedColor(vuya.data(), vuya.pitch(), 5, 3, PixelFormat_VUYA4444, 8, Colorimetry_BT709,
+                                 FixedColor_Red, 128);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x) EXPECT_EQ(Word(vuya.pixel(x, y)), 0x803F66F0u);
+
+    TestImage yuyva(4, 4, 2);  // two packed rows, two alpha rows
+    LyPixelUtils::FillFixedColor(yuyva.data(), yuyva.pitch(), 4, 2, PixelFormat_YUYVA422, 8, Colorimetry_BT601,
+                                 FixedColor_White, 255);
+    for (int y = 0; y < 2; ++y) {
+        EXPECT_TRUE(lytest::SameBytes({235, 128, 235, 128, 235, 128, 235, 128},
+                                      {yuyva.row(y), yuyva.row(y) + 8}));
+        for (int x = 0; x < 4; ++x) EXPECT_EQ(Sample(yuyva.row(2 + y) + 2 * x), 0x0FF0);
+    }
+
+    TestImage uyvy16(2, 1, 4);
+    LyPixelUtils::FillFixedColor(uyvy16.data(), uyvy16.pitch(), 2, 1, PixelFormat_UYVY422, 16, Colorimetry_BT601,
+                                 FixedColor_Blue, 0);
+    const uint16_t want[4] = {240 << 2, 41 << 2, 110 << 2, 41 << 2};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(Sample(uyvy16.data() + 2 * i), want[i]);
+}
+
+// ============================================================ block fills: every byte, every layout
+
+TEST(Fill, BlockFillWritesExactlyItsBytes) {
+    const ELyPixelFormat formats[] = {PixelFormat_BGRA4444, PixelFormat_VUYA4444, PixelFormat_UYVY422,
+                                      PixelFormat_YUYVA422};
+    // Depth 10 shows the rows below copying an unwritten row 0.
+    for (ELyPixelFormat format : formats)
+        for (int depth : {8, 16, 10})
+            for (int w : lytest::TestWidths())
+                for (int h : lytest::TestHeights()) {
+                    const auto layouts = lytest::LayoutsFor(w, h, BytesPerPixel(format, depth));
+                    const uint32_t word = lytest::Rng()();
+                    CheckBlockFill(format, depth, word, layouts[(w + h) % layouts.size()]);
+                    if (HasFatalFailure()) return;
+                }
+}
+
+TEST(Fill, YuyvaAtDepthSixteenWritesOnlyTheAlphaPlane) {
+    // Row 0 stays as it was and is copied down; only the alpha plane changes.
+    TestImage img(7, 6, 4, 5, 3, true);
+    img.FillRandom();
+    const auto row0 = std::vector<unsigned char>(img.row(0), img.row(0) + img.rowBytes());
+    ASSERT_EQ(LyPixelUtils::FillBlockColor(img.data(), img.pitch(), 7, 3, PixelFormat_YUYVA422, 16, Colorimetry_BT601,
+                                           0x40123456u),
+              1);
+    for (int y = 0; y < 3; ++y) EXPECT_TRUE(lytest::SameBytes(row0, {img.row(y), img.row(y) + img.rowBytes()}));
+    for (int y = 3; y < 6; ++y)
+        for (int x = 0; x < 6; ++x) EXPECT_EQ(Sample(img.row(y) + 2 * x), 0x40 * 16);
+}
+
+TEST(Fill, BlockFillRefusals) {
+    TestImage img(8, 4, 4, 2);
+    img.FillRandom();
+    const auto before = img.Snapshot();
+    for (int format : {0, 4, 5, 6, 8, -1}) {
+        const auto f = static_cast<ELyPixelFormat>(format);
+        EXPECT_EQ(LyPixelUtils::FillBlockColor(img.data(), img.pitch(), 8, 2, f, 8, Colorimetry_BT601, 0xFFFFFFFF), 0);
+        EXPECT_EQ(LyPixelUtils::FillFixedColor(img.data(), img.pitch(), 8, 2, f, 8, Colorimetry_BT601, FixedColor_White,
+                                               255),
+                  0);
+    }
+    for (int format : {1, 2, 3, 7}) {
+        const auto f = static_cast<ELyPixelFormat>(format);
+        EXPECT_EQ(LyPixelUtils::FillBlockColor(nullptr, 32, 8, 2, f, 8, Colorimetry_BT601, 1), 0);
+        EXPECT_EQ(LyPixelUtils::FillFixedColor(nullptr, 32, 8, 2, f, 8, Colorimetry_BT601, FixedColor_Red, 1), 0);
+        // Empty images: success with nothing written (no alpha plane either).
+        for (auto [w, h] : {std::pair{0, 2}, {8, 0}, {-4, 2}, {8, -2}, {-1, -1}}) {
+            EXPECT_EQ(LyPixelUtils::FillBlockColor(img.data(), img.pitch(), w, h, f, 8, Colorimetry_BT601, 7), 1);
+            EXPECT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), w, h, 1, 2, {1, 1}), 1);
+            LyPixelUtils::FillColorBar(img.data(), img.pitch(), w, h, PixelFormat_BGRA4444, 8, Colorimetry_BT601, 1);
+        }
+    }
+    EXPECT_TRUE(img.Snapshot() == before);
+}
+
+TEST(Fill, RowsThatShareBytes) {
+    // A pitch smaller than a row (or zero) is the caller's choice; the fill
+    // must still be well defined and stay inside the bytes it covers.
+    for (int pitch : {0, 4, 8, -4}) {
+        std::vector<unsigned char> buf(64, 0xAA);
+        unsigned char* start = buf.data() + 24;
+        ASSERT_EQ(LyPixelUtils::FillBlockColor(start, pitch, 3, 4, PixelFormat_BGRA4444, 8, Colorimetry_BT601,
+                                               0x01020304u),
+                  1);
+        const int lo = std::min(0, 3 * pitch), hi = std::max(0, 3 * pitch) + 12;
+        for (int i = -24; i < 40; ++i) {
+            if (i >= lo && i < hi)
+                ASSERT_EQ(start[i], 4 - (i - lo) % 4) << pitch << " " << i;
+            else
+                ASSERT_EQ(start[i], 0xAA) << pitch << " " << i;
+        }
+    }
+}
+
+// ============================================================ grid
+
+TEST(Fill, GridMatchesTheWorkedExample) {
+    TestImage img(10, 4, 4, 1, 3);
+    ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), 10, 4, 0x11111111u, 0x22222222u, {4, 2}), 1);
+    const uint32_t c1 = 0x11111111u, c2 = 0x22222222u;
+    const uint32_t a[10] = {c1, c1, c1, c1, c2, c2, c2, c2, c1, c1};
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 10; ++x) EXPECT_EQ(Word(img.pixel(x, y)), y < 2 ? a[x] : (a[x] == c1 ? c2 : c1));
+}
+
+TEST(Fill, GridIsACheckerboardCutAtTheEdges) {
+    const uint32_t c1 = 0xFF102030u, c2 = 0x80405060u;
+    for (int w : {1, 2, 3, 7, 16, 17, 33, 67})
+        for (int h : {1, 2, 3, 15, 16, 17})
+            for (int cx : {1, 2, 3, 5, 8})
+                for (int cy : {1, 2, 4, 7}) {
+                    const auto layouts = lytest::LayoutsFor(w, h, 4);
+                    TestImage img(layouts[(w * 3 + h + cx + cy) % 16]);
+                    img.FillRandom();
+                    const auto before = img.Snapshot();
+                    ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), w, h, c1, c2, {cx, cy}), 1);
+                    ASSERT_TRUE(img.OutsideUnchanged(before)) << img.Describe();
+                    const bool solid = w < cx || h < cy;
+                    for (int y = 0; y < h; ++y)
+                        for (int x = 0; x < w; ++x) {
+                            const uint32_t want = solid || ((x / cx + y / cy) % 2 == 0) ? c1 : c2;
+                            ASSERT_EQ(Word(img.pixel(x, y)), want)
+                                << img.Describe() << " cell " << cx << "x" << cy << " at " << x << "," << y;
+                        }
+                }
+}
+
+TEST(Fill, GridWithoutAUsableCellIsSolidFirstColour) {
+    for (tagSIZE cell : {tagSIZE{0, 0}, tagSIZE{0, 3}, tagSIZE{3, 0}, tagSIZE{-2, 2}, tagSIZE{2, -5},
+                         tagSIZE{12, 1}, tagSIZE{1, 5}}) {
+        TestImage img(11, 4, 4, 6, 2, true);
+        img.FillRandom();
+        const auto before = img.Snapshot();
+        ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), 11, 4, 0xAABBCCDDu, 0x01020304u, cell), 1);
+        EXPECT_TRUE(img.OutsideUnchanged(before));  // only the image's own rows
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 11; ++x) ASSERT_EQ(Word(img.pixel(x, y)), 0xAABBCCDDu) << cell.cx << "x" << cell.cy;
+    }
+    EXPECT_EQ(LyPixelUtils::FillGridColor(nullptr, 44, 11, 4, 1, 2, {2, 2}), 0);
+}
+
+TEST(Fill, GridWithRowsThatShareBytesWritesRowsInOrder) {
+    // Every row is written in full, top to bottom, so where rows overlap the
+    // lower row wins.
+    const int w = 5, h = 6, pitch = 8;  // rows of 20 bytes, 8 apart
+    std::vector<unsigned char> got(pitch * (h - 1) + 4 * w + 16, 0xAA), want(got);
+    ASSERT_EQ(LyPixelUtils::FillGridColor(got.data() + 8, pitch, w, h, 0x11111111u, 0x22222222u, {2, 2}), 1);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const uint32_t c = ((x / 2 + y / 2) % 2 == 0) ? 0x11111111u : 0x22222222u;
+            std::memcpy(want.data() + 8 + y * pitch + 4 * x, &c, 4);
+        }
+    EXPECT_TRUE(lytest::SameBytes(want, got));
+}
+
+// ============================================================ colour bars
+
+TEST(Fill, ColorBarWidths) {
+    struct Case {
+        int width;
+        std::vector<int> bars;  // bar index of each pixel
+    };
+    const Case cases[] = {
+        {8, {0, 1, 2, 3, 4, 5, 6, 7}},
+        {20, {0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 7, 7, 7, 7}},
+        {17, {0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 7}},
+    };
+    for (const Case& c : cases)
+        for (int h : {1, 3, 17})
+            for (int full : {0, 1}) {
+                TestImage img(c.width, h, 4, (c.width + h) % 16, 3, h == 3);
+                img.FillRandom();
+                const auto before = img.Snapshot();
+                LyPixelUtils::FillColorBar(img.data(), img.pitch(), c.width, h, PixelFormat_BGRA4444, 8,
+                                           Colorimetry_BT601, full);
+                ASSERT_TRUE(img.OutsideUnchanged(before));
+                const uint32_t level = full ? 0xFF : 0xBF;
+                const uint32_t words[8] = {0xFFFFFFFFu,  // white stays at full level in both
+                                           0xFF000000u | level << 16 | level << 8,
+                                           0xFF000000u | level << 8 | level,
+                                           0xFF000000u | level << 8,
+                                           0xFF000000u | level << 16 | level,
+                                           0xFF000000u | level << 16,
+                                           0xFF000000u | level,
+                                           0xFF000000u};
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < c.width; ++x)
+                        ASSERT_EQ(Word(img.pixel(x, y)), words[c.bars[x]])
+                            << "width " << c.width << " full " << full << " at " << x << "," << y;
+            }
+}
+
+TEST(Fill, ColorBarsInVuya) {
+    for (ELyColorimetry cs : {Colorimetry_BT601, Colorimetry_BT709, static_cast<ELyColorimetry>(2)})
+        for (int full : {0, 1}) {
+            TestImage bgra(16, 2, 4), vuya(16, 2, 4);
+            LyPixelUtils::FillColorBar(bgra.data(), bgra.pitch(), 16, 2, PixelFormat_BGRA4444, 8, cs, full);
+            LyPixelUtils::FillColorBar(vuya.data(), vuya.pitch(), 16, 2, PixelFormat_VUYA4444, 8, cs, full);
+            for (int y = 0; y < 2; ++y)
+                for (int x = 0; x < 16; ++x) {
+                    uint32_t want = Word(bgra.pixel(x, y));
+                    if (x < 14) LyFormatUtils::RGBColorToYUVColor(want, cs);  // bars 0..6 only
+                    ASSERT_EQ(Word(vuya.pixel(x, y)), want) << "cs " << cs << " at " << x;
+                }
+        }
+    // The black bar keeps the table's word: not studio black.
+    TestImage vuya(8, 1, 4);
+    LyPixelUtils::FillColorBar(vuya.data(), vuya.pitch(), 8, 1, PixelFormat_VUYA4444, 8, Colorimetry_BT601, 1);
+    EXPECT_EQ(Word(vuya.pixel(7, 0)), 0xFF000000u);
+    EXPECT_EQ(Word(vuya.pixel(0, 0)), 0xFFEB8080u);
+}
+
+TEST(Fill, ColorBarWritesNothingWhenItCannot) {
+    TestImage img(7, 3, 4, 1);
+    img.FillRandom();
+    const auto before = img.Snapshot();
+    LyPixelUtils::FillColorBar(img.data(), img.pitch(), 7, 3, PixelFormat_BGRA4444, 8, Colorimetry_BT601, 1);
+    EXPECT_TRUE(img.Snapshot() == before);
+    TestImage wide(16, 3, 4, 1);
+    wide.FillRandom();
+    const auto wideBefore = wide.Snapshot();
+    for (int format : {0, 3, 7, 9})
+        LyPixelUtils::FillColorBar(wide.data(), wide.pitch(), 16, 3, static_cast<ELyPixelFormat>(format), 8,
+                                   Colorimetry_BT601, 1);
+    LyPixelUtils::FillColorBar(nullptr, 64, 16, 3, PixelFormat_BGRA4444, 8, Colorimetry_BT601, 1);
+    EXPECT_TRUE(wide.Snapshot() == wideBefore);
+}
