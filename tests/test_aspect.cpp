@@ -198,10 +198,12 @@ TEST(SqualPixelRect, ScalesTheLeftEdgeAndKeepsRows) {
     RECT reversed{720, 576, 0, 0};  // width and height are magnitudes
     EXPECT_EQ(1, GetSqualPixelRect(16, 9, reversed));
     EXPECT_TRUE(RectIs(reversed, 1024, 576, 2048, 0));
-    // Width taken in single precision: 16777217 is 16777216 as a float.
-    RECT big{0, 0, 16777217, 16777217};
+    // Edges taken in single precision: 16777217 and 33554434 are 16777216 and
+    // 33554432 as floats, so the width is 16777216, k is exactly 1 and the
+    // left edge stays (an exact width would give k < 1 and move it).
+    RECT big{16777217, 0, 33554434, 16777216};
     EXPECT_EQ(1, GetSqualPixelRect(1, 1, big));
-    EXPECT_TRUE(RectIs(big, 0, 0, 16777216, 16777217));
+    EXPECT_TRUE(RectIs(big, 16777217, 0, 33554433, 16777216));
 }
 
 TEST(SqualPixelRect, EmptiesOnZeroAndLeavesCustom) {

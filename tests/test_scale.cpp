@@ -10,6 +10,17 @@
 #include "test_support.h"
 #include "video/LyScaleDivide.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#define LY_TEST_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LY_TEST_ASAN 1
+#endif
+#endif
+#ifdef LY_TEST_ASAN
+#include <sanitizer/asan_interface.h>
+#endif
+
 namespace {
 
 using lytest::TestImage;
@@ -161,6 +172,73 @@ TEST(ScaleImage4x8bits, DifferentialOverWidthsLayoutsAndPools) {
     }
 }
 
+// A picture in its own heap block with nothing around it, and the slack
+// between rows made unreadable under AddressSanitizer: any access outside the
+// picture's own bytes (before the first row, after the last, between rows)
+// is reported there. Elsewhere this checks the bytes only.
+class TightPicture {
+public:
+    TightPicture(int w, int h, int slack, bool bottomUp)
+        : rowBytes_(size_t{4} * w), stride_(rowBytes_ + slack), storage_(stride_ * (h - 1) + rowBytes_), h_(h) {
+        pitch_ = bottomUp ? -static_cast<ptrdiff_t>(stride_) : static_cast<ptrdiff_t>(stride_);
+        top_ = storage_.data() + (bottomUp ? stride_ * (h - 1) : 0);
+        lytest::FillRandom(storage_.data(), storage_.size());
+        Poison(true);
+    }
+    ~TightPicture() { Poison(false); }
+    unsigned char* top() { return top_; }
+    unsigned pitch() const { return static_cast<unsigned>(static_cast<int32_t>(pitch_)); }
+    std::vector<unsigned char> Pixels() {
+        std::vector<unsigned char> out;
+        for (int y = 0; y < h_; ++y) out.insert(out.end(), top_ + pitch_ * y, top_ + pitch_ * y + rowBytes_);
+        return out;
+    }
+
+private:
+    void Poison([[maybe_unused]] bool on) {
+#ifdef LY_TEST_ASAN
+        for (int r = 0; r + 1 < h_; ++r) {
+            unsigned char* gap = storage_.data() + stride_ * r + rowBytes_;
+            if (on) ASAN_POISON_MEMORY_REGION(gap, stride_ - rowBytes_);
+            else ASAN_UNPOISON_MEMORY_REGION(gap, stride_ - rowBytes_);
+        }
+#endif
+    }
+    size_t rowBytes_, stride_;
+    std::vector<unsigned char> storage_;
+    int h_;
+    ptrdiff_t pitch_ = 0;
+    unsigned char* top_ = nullptr;
+};
+
+TEST(ScaleImage4x8bits, TouchesOnlyTheImagesOwnBytes) {
+    std::vector<ScaleCase> cases = {{1, 1, 5, 3},     {5, 3, 1, 1},     {3, 17, 67, 15},  {67, 15, 3, 17},
+                                    {31, 16, 64, 16}, {64, 16, 31, 17}, {720, 3, 1920, 4}, {1920, 4, 720, 3},
+                                    {100, 2, 7, 5},   {4, 2, 9, 2},     {9, 2, 4, 2},     {1030, 2, 1029, 3}};
+    // Every row length, resampled down only (rows go straight into the
+    // destination), across only, and both.
+    for (int w = 1; w <= 67; ++w) {
+        cases.push_back({w, 2, w, 3});
+        cases.push_back({w, 2, w + 2 + w % 5, 2});
+        cases.push_back({w + 1 + w % 3, 3, w, 2});
+    }
+    for (const ScaleCase& c : cases)
+        for (bool bottomUp : {false, true}) {
+            TightPicture src(c.sw, c.sh, 12, bottomUp);
+            Picture srcPicture(c.sw, c.sh);
+            srcPicture.bytes = src.Pixels();
+            const Picture expected = ReferenceScale(srcPicture, c.dw, c.dh);
+            for (ly::Isa isa : lytest::AvailableIsas()) {
+                lytest::ScopedIsa cap(isa);
+                TightPicture dst(c.dw, c.dh, 20, !bottomUp);
+                LyVideoUtils::ScaleImage4x8bits(dst.top(), c.dw, c.dh, dst.pitch(), src.top(), c.sw, c.sh,
+                                                src.pitch());
+                ASSERT_TRUE(lytest::SameBytes(expected.bytes, dst.Pixels()))
+                    << lytest::IsaName(isa) << " " << c.sw << "x" << c.sh << " -> " << c.dw << "x" << c.dh;
+            }
+        }
+}
+
 TEST(ScaleImage4x8bits, EqualSizesCopyAndConstantsStayConstant) {
     for (ly::Isa isa : lytest::AvailableIsas()) {
         lytest::ScopedIsa cap(isa);
@@ -175,8 +253,13 @@ TEST(ScaleImage4x8bits, EqualSizesCopyAndConstantsStayConstant) {
         // show, including the edge copies and the extremes 0 and 255.
         const unsigned char colours[][4] = {{0, 255, 1, 254}, {255, 255, 255, 255}, {17, 99, 128, 3}};
         for (const auto& colour : colours) {
+            // The last sizes give divisors above 257 on both axes, where the
+            // vector division works in float and exact multiples must not
+            // come out one lower.
             for (const ScaleCase& c : {ScaleCase{720, 5, 1920, 9}, ScaleCase{31, 19, 7, 5}, ScaleCase{5, 3, 301, 2},
-                                       ScaleCase{300, 2, 299, 3}}) {
+                                       ScaleCase{300, 2, 299, 3}, ScaleCase{130, 2, 129, 131},
+                                       ScaleCase{202, 151, 201, 150}, ScaleCase{334, 3, 333, 2},
+                                       ScaleCase{998, 2, 999, 2}}) {
                 TestImage src(c.sw, c.sh, 4, 2, 4);
                 for (int y = 0; y < c.sh; ++y)
                     for (int x = 0; x < c.sw; ++x) std::memcpy(src.pixel(x, y), colour, 4);
@@ -187,6 +270,39 @@ TEST(ScaleImage4x8bits, EqualSizesCopyAndConstantsStayConstant) {
                         ASSERT_EQ(0, std::memcmp(dst.pixel(x, y), colour, 4))
                             << lytest::IsaName(isa) << " at " << x << "," << y;
             }
+        }
+    }
+}
+
+// Interpolating between equal neighbours gives a numerator that is an exact
+// multiple of the divisor, the case where an inexact division replacement
+// comes out one low. Rows (then columns) are made constant, with the four
+// channels of 64 lines covering every byte value, and resampled along them at
+// divisors of the 16-bit multiply, the float division and the fallback.
+TEST(ScaleImage4x8bits, ExactMultiplesSurviveEveryDivision) {
+    // 142 -> 141, 165 -> 164 and 210 -> 209 give divisors 282, 328 and 418,
+    // whose float reciprocals round low.
+    const std::pair<int, int> sizes[] = {{3, 5},     {5, 3},     {720, 1920}, {576, 1080},  {130, 129}, {142, 141},
+                                         {165, 164}, {210, 209}, {999, 998},  {1000, 4097}, {3, 8191},  {8192, 8193}};
+    auto value = [](int line, int c) { return static_cast<unsigned char>(4 * line + c); };
+    for (ly::Isa isa : lytest::AvailableIsas()) {
+        lytest::ScopedIsa cap(isa);
+        for (const auto& [n, m] : sizes) {
+            TestImage rows(n, 64, 4), cols(64, n, 4);
+            for (int line = 0; line < 64; ++line)
+                for (int i = 0; i < n; ++i)
+                    for (int c = 0; c < 4; ++c) rows.pixel(i, line)[c] = cols.pixel(line, i)[c] = value(line, c);
+            TestImage wide(m, 64, 4), tall(64, m, 4);
+            Scale(wide, rows);
+            Scale(tall, cols);
+            for (int line = 0; line < 64; ++line)
+                for (int i = 0; i < m; ++i)
+                    for (int c = 0; c < 4; ++c) {
+                        ASSERT_EQ(value(line, c), wide.pixel(i, line)[c])
+                            << lytest::IsaName(isa) << " " << n << " -> " << m << " across, at " << i;
+                        ASSERT_EQ(value(line, c), tall.pixel(line, i)[c])
+                            << lytest::IsaName(isa) << " " << n << " -> " << m << " down, at " << i;
+                    }
         }
     }
 }
