@@ -39,7 +39,8 @@ struct ScaleDivider {
         ScaleDivider s;
         s.divisor = d;
         if (d <= 257) {
-            for (int t = 15; t >= 0; --t) {
+            // The smallest shift that works: power-of-two divisors then need none.
+            for (int t = 0; t <= 15; ++t) {
                 const int64_t p = int64_t{1} << (16 + t);
                 const int64_t m = (p + d - 1) / d;
                 if (m > 65535) continue;
