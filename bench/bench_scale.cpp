@@ -18,7 +18,7 @@ struct Sizes {
 };
 
 // 0: SD to HD (the headline case), 1: HD to 720p, 2: anamorphic HD to full
-// width (heights equal: no vertical pass), 3: 4K down to HD.
+// width (heights equal: no vertical pass), 3: UHD down to HD.
 constexpr Sizes kSizes[] = {
     {720, 576, 1920, 1080},
     {1920, 1080, 1280, 720},
@@ -47,9 +47,11 @@ void BM_ScaleImage4x8bits(benchmark::State& state) {
     lybench::SetFrameBytes(state, dst.size);
 }
 BENCHMARK(BM_ScaleImage4x8bits)
+    ->ArgNames({"size", "isa", "threads"})
     ->ArgsProduct({{0, 1, 2, 3}, {2}, {1, 2}})
     ->ArgsProduct({{0}, {0, 1}, {1}})
-    ->Unit(benchmark::kMicrosecond);
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
 
 void BM_MemcpyOutput(benchmark::State& state) {
     const Sizes& s = kSizes[state.range(0)];
@@ -62,7 +64,7 @@ void BM_MemcpyOutput(benchmark::State& state) {
     SetLabel(state, s);
     lybench::SetFrameBytes(state, dst.size);
 }
-BENCHMARK(BM_MemcpyOutput)->Arg(0)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MemcpyOutput)->ArgName("size")->Arg(0)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 #ifdef LY_HAVE_LIBYUV
 void BM_LibyuvARGBScaleBilinear(benchmark::State& state) {
@@ -77,7 +79,7 @@ void BM_LibyuvARGBScaleBilinear(benchmark::State& state) {
     SetLabel(state, s);
     lybench::SetFrameBytes(state, dst.size);
 }
-BENCHMARK(BM_LibyuvARGBScaleBilinear)->DenseRange(0, 3)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LibyuvARGBScaleBilinear)->ArgName("size")->DenseRange(0, 3)->Unit(benchmark::kMicrosecond)->UseRealTime();
 #endif
 
 }  // namespace

@@ -198,13 +198,13 @@ LYAVUTILS_API PointF CoordConvertFromRectToRect(PointF point, RECT from, RECT to
 // horizontally, each pass truncating to bytes.
 // Each pass from n input samples to m output samples walks sample centres in
 // integer units: with g = gcd(n, m) (LyComputeGCD(m, n mod m), or m when m
-// divides n), input sample i is centred at (2i+1) * m/g and output sample j at
-// (2j+1) * n/g. Let k be the last input whose centre is at or before output
-// j's centre. Each byte of the output is then
-//   (in[k+1] * (pos - centre_k) + in[k] * (centre_{k+1} - pos)) / (2m/g)
+// divides n), input sample i is centred at C_i = (2i+1) * m/g and output
+// sample j at c_j = (2j+1) * n/g. Let k be the last input with C_k <= c_j.
+// Each byte of output j is then
+//   (in[k+1] * (c_j - C_k) + in[k] * (C_{k+1} - c_j)) / (2m/g)
 // in truncating integer division (clamped to at most 255). Outputs before the
 // first input centre (no such k) copy input 0, and outputs with k at the last
-// input copy the last input.
+// input (k = n - 1) copy the last input.
 // Shrinking uses the same walk: the input position advances over as many
 // input samples as needed, so each output interpolates only the two inputs
 // whose centres enclose it; inputs between are skipped, not averaged (no
@@ -214,11 +214,14 @@ LYAVUTILS_API PointF CoordConvertFromRectToRect(PointF point, RECT from, RECT to
 // two's-complement values, so a bottom-up picture is passed with its negative
 // pitch converted to unsigned, as 32-bit address arithmetic wrapped.
 // Refusals (nothing is written): a null pointer, any size 0, or any size
-// above 2^30. Source and destination must not overlap.
-// Rows are banded over the library's thread pool. No memory is allocated: the
-// vertically resampled rows are built in bounded scratch on each band's
-// stack, a block of at most 1024 input pixels at a time, rather than as a
-// whole intermediate picture; the bytes are the same.
+// above 2^28. Source and destination must not overlap.
+// Rows are banded over the library's thread pool. Memory: when the heights
+// are equal, or the widths are, or the source is one pixel wide, nothing is
+// allocated. When both axes are resampled the call allocates once: one
+// vertically resampled row per band (instead of a whole intermediate
+// picture; the bytes are the same), plus the horizontal weights of a whole
+// row unless they repeat within a short period. If that allocation fails,
+// nothing is written.
 LYAVUTILS_API void ScaleImage4x8bits(unsigned char* destination, unsigned destinationWidth,
                                      unsigned destinationHeight, unsigned destinationPitch,
                                      unsigned char* const source, unsigned sourceWidth, unsigned sourceHeight,

@@ -356,7 +356,8 @@ TEST(ScaleImage4x8bits, RefusesNullZeroAndOversizedArguments) {
     LyVideoUtils::ScaleImage4x8bits(d, 8, 0, dp, src.data(), 8, 8, sp);
     LyVideoUtils::ScaleImage4x8bits(d, 8, 8, dp, src.data(), 0, 8, sp);
     LyVideoUtils::ScaleImage4x8bits(d, 8, 8, dp, src.data(), 8, 0, sp);
-    LyVideoUtils::ScaleImage4x8bits(d, 8, 8, dp, src.data(), (1u << 30) + 1, 8, sp);
+    LyVideoUtils::ScaleImage4x8bits(d, 8, 8, dp, src.data(), (1u << 28) + 1, 8, sp);
+    LyVideoUtils::ScaleImage4x8bits(d, (1u << 28) + 1, 8, dp, src.data(), 8, 8, sp);
     LyVideoUtils::ScaleImage4x8bits(d, 8, 8, dp, src.data(), 8, 0xFFFFFFFFu, sp);
     EXPECT_EQ(before, dst.Snapshot());
 }

@@ -372,7 +372,10 @@ constexpr int kMaxPeriod = 512;
 struct PeriodicTable {
     alignas(32) uint8_t shuffle[kMaxPeriod * 8];  // Window8 layout, kernel order
     alignas(32) int8_t weight8[kMaxPeriod * 8];
-    int32_t window[kMaxPeriod / 2];  // bytes from the run's first input
+    // Bytes from the run's first input: one window per output pair, or with
+    // `quad` one per four outputs (lanes: outputs 0-3 and 4-7 of a group).
+    int32_t window[kMaxPeriod / 2];
+    bool quad = false;
     int groups = 0;                  // groups of 8 outputs per period
     int32_t advance = 0;             // bytes the inputs move on per period
     uint32_t start = 0;              // first output of the run, a multiple of 8
@@ -413,10 +416,17 @@ bool BuildPeriodic(const Pass& p, PeriodicTable& t) {
         wA[i] = tap.wA;
         wB[i] = tap.wB;
     }
-    for (int c = 0; c < period; c += 2) {
+    // When every four consecutive outputs of a group need at most four inputs
+    // (enlarging by 1.5 or more), one window per 128-bit lane serves both
+    // vectors of the group: half the loads.
+    const int64_t used = std::min<int64_t>(period, interiorEnd - start);
+    t.quad = true;
+    for (int64_t c = 0; c + 3 < used && t.quad; c += 4) t.quad = base[c + 3] + 2 - base[c] <= 4;
+    const int span = t.quad ? 4 : 2;  // outputs sharing a window
+    for (int c = 0; c < period; c += span) {
         const int32_t start4 = static_cast<int32_t>(4 * base[c]);
-        t.window[WindowSlot(c) / 2] = start4;
-        for (int o = 0; o < 2; ++o) {
+        t.window[t.quad ? c / 4 : WindowSlot(c) / 2] = start4;
+        for (int o = 0; o < span; ++o) {
             const int r = static_cast<int>(4 * base[c + o]) - start4;
             const int slot = WindowSlot(c + o);
             for (int ch = 0; ch < 4; ++ch) {
@@ -686,7 +696,24 @@ LY_TARGET_AVX2 inline __m256i WindowFour(const int32_t* window, const uint8_t* s
     return Magic256<kShift>(n, magic, shift);
 }
 
+// (a, b) byte pairs of four outputs picked from the window vector `w`, weighted and divided.
 template <bool kShift>
+LY_TARGET_AVX2 inline __m256i PairsFour(__m256i w, const uint8_t* shuffle, const int8_t* weight8, int slot,
+                                        __m256i magic, __m128i shift) {
+    const __m256i pairs =
+        _mm256_shuffle_epi8(w, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(shuffle + 8 * slot)));
+    const __m256i n =
+        _mm256_maddubs_epi16(pairs, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(weight8 + 8 * slot)));
+    return Magic256<kShift>(n, magic, shift);
+}
+
+LY_TARGET_AVX2 inline __m256i LoadWindows(const unsigned char* in, int32_t lo, int32_t hi) {
+    return _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + lo))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + hi)), 1);
+}
+
+template <bool kShift, bool kQuad>
 LY_TARGET_AVX2 void PeriodicRunAvx2(const Pass& p, const PeriodicTable& t, const unsigned char* in,
                                     unsigned char* out) {
     const __m256i magic = _mm256_set1_epi16(static_cast<short>(p.div.magic));
@@ -694,10 +721,16 @@ LY_TARGET_AVX2 void PeriodicRunAvx2(const Pass& p, const PeriodicTable& t, const
     int group = 0;
     for (uint32_t g = 0; g < t.runGroups; ++g, out += 32) {
         const int slot = 8 * group;
-        _mm256_storeu_si256(
-            reinterpret_cast<__m256i*>(out),
-            _mm256_packus_epi16(WindowFour<kShift>(t.window, t.shuffle, t.weight8, in, slot, magic, shift),
-                                WindowFour<kShift>(t.window, t.shuffle, t.weight8, in, slot + 4, magic, shift)));
+        __m256i q0123, q4567;
+        if (kQuad) {
+            const __m256i w = LoadWindows(in, t.window[2 * group], t.window[2 * group + 1]);
+            q0123 = PairsFour<kShift>(w, t.shuffle, t.weight8, slot, magic, shift);
+            q4567 = PairsFour<kShift>(w, t.shuffle, t.weight8, slot + 4, magic, shift);
+        } else {
+            q0123 = WindowFour<kShift>(t.window, t.shuffle, t.weight8, in, slot, magic, shift);
+            q4567 = WindowFour<kShift>(t.window, t.shuffle, t.weight8, in, slot + 4, magic, shift);
+        }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_packus_epi16(q0123, q4567));
         if (++group == t.groups) {
             group = 0;
             in += t.advance;
@@ -707,8 +740,15 @@ LY_TARGET_AVX2 void PeriodicRunAvx2(const Pass& p, const PeriodicTable& t, const
 
 LY_TARGET_AVX2 void PeriodicRowAvx2(const Pass& p, const PeriodicTable& t, const unsigned char* in,
                                     unsigned char* out) {
-    if (p.div.shift != 0) PeriodicRunAvx2<true>(p, t, in + 4 * size_t{t.firstInput}, out + 4 * size_t{t.start});
-    else PeriodicRunAvx2<false>(p, t, in + 4 * size_t{t.firstInput}, out + 4 * size_t{t.start});
+    const unsigned char* runIn = in + 4 * size_t{t.firstInput};
+    unsigned char* runOut = out + 4 * size_t{t.start};
+    if (p.div.shift != 0) {
+        if (t.quad) PeriodicRunAvx2<true, true>(p, t, runIn, runOut);
+        else PeriodicRunAvx2<true, false>(p, t, runIn, runOut);
+    } else {
+        if (t.quad) PeriodicRunAvx2<false, true>(p, t, runIn, runOut);
+        else PeriodicRunAvx2<false, false>(p, t, runIn, runOut);
+    }
     _mm256_zeroupper();  // see VerticalAvx2
     WalkOutputs(p, in, out, 0, t.start);
     WalkOutputs(p, in, out, t.start + 8 * t.runGroups, p.out);
