@@ -22,7 +22,8 @@ int32_t TruncToInt(double v) {
 // Half away from zero, then truncate.
 int32_t RoundToInt(double v) { return TruncToInt(v > 0 ? v + 0.5 : v - 0.5); }
 
-// 32-bit sums wrap as they did in the original instead of overflowing.
+// Sums of 32-bit edges wrap modulo 2^32 (defined, and what 32-bit hosts see)
+// rather than overflowing.
 int32_t WrapAdd(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
