@@ -165,8 +165,9 @@ LYAVUTILS_API void ConvertAspectRatio(ELyAspectRatio& aspect, unsigned oldWidth,
 // eight numbers of source and destination is 0 the call stops there (all
 // zeros: nothing to draw) instead of dividing by zero.
 // Display aspects dS = aspectX / aspectY and pixel aspects
-// p = (height * aspectX) / (width * aspectY) are doubles (the products are
-// 32-bit and wrap). Equal display aspects (within 0.0001) or VideoScale_Stretch
+// p = (height * aspectX) / (width * aspectY) are doubles; the integer
+// products here and in the sizes below (srcW * dstH, ...) are 32-bit and
+// wrap. Equal display aspects (within 0.0001) or VideoScale_Stretch
 // give the whole source on the whole destination. Otherwise sizes are rounded
 // and made even (minus 1 when odd), and centring offsets are
 // (available - size) / 2 in integer division, also made even:
