@@ -146,33 +146,172 @@ LYAVUTILS_API void ConvertTrimInOut(uint32_t trimIn, uint32_t trimOut, uint32_t 
                                     uint32_t& newIn, uint32_t& newOut);
 
 // ============================================================ aspect ratios and pixel aspect
+//
+// Named ratios: AspectRatio_4_3 is 4:3, AspectRatio_16_9 16:9,
+// AspectRatio_27_20 27:20 and AspectRatio_9_5 9:5. What AspectRatio_Square (2),
+// AspectRatio_Custom (3) and values outside the enumeration mean differs from
+// function to function, as each one says. Ratios compare equal within 0.0001
+// (inclusive), in double precision.
+//
+// "Round" below is half away from zero (add 0.5 to a positive value, subtract
+// 0.5 otherwise, then truncate). A rounded or truncated value outside the int
+// range, or NaN, gives INT32_MIN (0x80000000), which is what the processor's
+// truncating conversion produces, instead of undefined behaviour.
 
+// x:y = the named ratio; for 2, 3 and any other value, width:height.
 LYAVUTILS_API void GetAspectRatioValue(int width, int height, ELyAspectRatio aspect, int& x, int& y);
+// x:y = the named ratio; 2 and 3 give 1:1; any other value leaves x and y
+// unchanged.
 LYAVUTILS_API void GetAspectRatioValue(ELyAspectRatio aspect, int& x, int& y);
+// Classifies width / height (double), testing 16:9, 4:3, 27:20 and 9:5 in that
+// order; anything else is AspectRatio_Custom. Height 0 is refused: `aspect` is
+// left unchanged.
 LYAVUTILS_API void GetAspectRatioClass(int width, int height, ELyAspectRatio& aspect);
+// The width for height a at aspect x:y: round(x / y * a) in double (x / y
+// first). y == 0 is refused and returns 0.
 LYAVUTILS_API int GetAspectRatioWidth(int a, int x, int y);
+// The height for width a at aspect x:y: round(y / x * a) in double. x == 0 is
+// refused and returns 0.
 LYAVUTILS_API int GetAspectRatioHeight(int a, int x, int y);
+// Display width over stored width: width / frameSize.cx in double. A zero
+// frameSize.cx returns 1.0 (square pixels) instead of dividing by zero.
 LYAVUTILS_API double GetPixelAspectRatio(const SLyVideoResolution& resolution);
+// (height * x) / (width * y); 1.0 when width or y is 0. The products are
+// exact (64-bit), so large sizes do not wrap.
 LYAVUTILS_API double GetPixelAspectRatio(int width, int height, int x, int y);
+// Pixel aspect of a width x height frame shown at `aspect`: AspectRatio_Custom
+// gives 1.0 at once (the caller's custom ratio is not known here); named ratios
+// give (x * height) / (y * width) with their x:y; 2 and other values use
+// width:height, i.e. square pixels. 1.0 when width or y is 0.
+// Note the asymmetry with the description form below, which does use a
+// custom ratio.
 LYAVUTILS_API double GetPixelAspectRatio(int width, int height, ELyAspectRatio aspect);
+// Pixel aspect of a surface: h = height, doubled when polarity is
+// Polarity_First or Polarity_Second (a field holds half the frame's rows);
+// AspectRatio_Custom uses customAspectX:customAspectY, named ratios their x:y,
+// anything else width:h. Result (x * h) / (y * width) with exact products; 1.0
+// when width or y is 0.
 LYAVUTILS_API double GetPixelAspectRatio(const SLySurfaceDescription& description);
+// Makes `rect` square-pixelled for a picture of aspect x:y. w = |right - left|
+// and h = |bottom - top| are computed in single precision (each edge converted
+// to float, then subtracted) and truncated. If y or w is 0 the rectangle is
+// emptied (all fields 0) and 0 returned. Otherwise, with k = (h * x) / (y * w)
+// in double: left = round(left * k), right = left + round(k * w) (32-bit
+// wrapping sum); top and bottom are kept. Returns 1.
+// Example: x:y 16:9 on (0, 0, 720, 576) gives (0, 0, 1024, 576).
 LYAVUTILS_API int GetSqualPixelRect(int x, int y, RECT& rect);
+// AspectRatio_Custom returns 0 and leaves the rectangle; named ratios use their
+// x:y; 2 and other values use the rectangle's own (right - left) : (bottom -
+// top). Then the (x, y) form above.
 LYAVUTILS_API int GetSqualPixelRect(ELyAspectRatio aspect, RECT& rect);
+// Sets the rectangle to (0, 0, width, height) and applies the aspect form with
+// resolution.aspectRatio. The rectangle keeps (0, 0, width, height) even when
+// that returns 0 for AspectRatio_Custom.
 LYAVUTILS_API int GetSqualPixelRect(const SLyVideoResolution& resolution, RECT& rect);
+// Compares the display ratios of two resolutions: the named ratio for
+// aspectRatio 0, 1, 4 and 5, width / height otherwise. Within 0.0001 gives
+// AspectConvert_Same; a smaller second ratio AspectConvert_ToNarrower; a larger
+// one AspectConvert_ToWider. A record that needs width / height but has height
+// 0 has no ratio: the result is AspectConvert_Same.
 LYAVUTILS_API ELyAspectConvertType GetAspectConvertType(const SLyVideoResolution& first,
                                                         const SLyVideoResolution& second);
+// Re-expresses a display aspect after the frame is stretched from
+// oldWidth x oldHeight to newWidth x newHeight. Start x:y: the named ratio for
+// 0, 1, 4 and 5; oldWidth:oldHeight for 2; for 3 and any other value the x and
+// y passed in. Then x = x * newWidth * oldHeight and y = y * oldWidth *
+// newHeight in unsigned 32-bit arithmetic (overflow wraps, deliberately), the
+// pair is reduced by g (y if y divides x, else LyComputeGCD(y, x mod y)) and
+// `aspect` becomes AspectRatio_Custom.
+// If either product is 0 (a zero size, or a product that wraps to 0) there is
+// no ratio to reduce: the call is refused and aspect, x and y are unchanged.
+// Example: 16:9 from 1920x1080 to 1440x1080 gives 4:3, AspectRatio_Custom.
 LYAVUTILS_API void ConvertAspectRatio(ELyAspectRatio& aspect, unsigned oldWidth, unsigned newWidth,
                                       unsigned oldHeight, unsigned newHeight, unsigned& x, unsigned& y);
 
 // ============================================================ scaling and placement
 
+// Decides how a source picture of one display aspect is placed into a
+// destination of another. `result` is first cleared to zeros. If any of the
+// eight numbers of source and destination is 0 the call stops there (all
+// zeros: nothing to draw) instead of dividing by zero.
+// Display aspects dS = aspectX / aspectY and pixel aspects
+// p = (height * aspectX) / (width * aspectY) are doubles; the integer
+// products here and in the sizes below (srcW * dstH, ...) are 32-bit and
+// wrap. Equal display aspects (within 0.0001) or VideoScale_Stretch
+// give the whole source on the whole destination. Otherwise sizes are rounded
+// and made even (minus 1 when odd), and centring offsets are
+// (available - size) / 2 in integer division, also made even:
+//  * narrower source, VideoScale_Fit: pillarbox, destination width
+//    pS * (srcW * dstH) / (pD * srcH);
+//  * narrower source, VideoScale_Fill: crop rows, source height
+//    pS * (srcW * dstH) / (pD * dstW);
+//  * wider source, VideoScale_Fit: letterbox, destination height
+//    pD * (srcH * dstW) / (pS * srcW);
+//  * wider source, VideoScale_Fill: crop columns, source width
+//    pD * (srcH * dstW) / (pS * dstH).
+// Other types leave the cleared result. Example: Fit of 720x576 at 4:3 into
+// 1920x1080 at 16:9 gives destination (240, 0, 1440, 1080); Fill gives
+// source (0, 72, 720, 432).
 LYAVUTILS_API void CalculateVideoScaleData(SLyVideoScaleSourceParam& source, SLyVideoScaleSourceParam& destination,
                                            ELyVideoScaleType type, SLyVideoScaleResultData& result);
+// Converts a point between two rectangles' centred percentage coordinates
+// (-50 at the left / bottom edge, +50 at the right / top edge, y upwards):
+// with X = x + 50 and Y = y + 50 in float,
+//   x' = (X * from.right + (100 - X) * from.left - 100 * to.left) / (to.right - to.left) - 50
+//   y' = (Y * from.top + (100 - Y) * from.bottom - 100 * to.bottom) / (to.top - to.bottom) - 50
+// in double, returned as floats. A target with no width (or no height) has no
+// percentage scale on that axis; instead of dividing by zero, that coordinate
+// is returned as it was given.
 LYAVUTILS_API PointF CoordConvertFromRectToRect(PointF point, RECT from, RECT to);
+// Resamples a picture of 4-byte pixels (any channel order; the four bytes are
+// treated alike) from sourceWidth x sourceHeight to destinationWidth x
+// destinationHeight: first vertically into rows of sourceWidth pixels, then
+// horizontally, each pass truncating to bytes.
+// Each pass from n input samples to m output samples walks sample centres in
+// integer units: with g = gcd(n, m) (LyComputeGCD(m, n mod m), or m when m
+// divides n), input sample i is centred at C_i = (2i+1) * m/g and output
+// sample j at c_j = (2j+1) * n/g. Let k be the last input with C_k <= c_j.
+// Each byte of output j is then
+//   (in[k+1] * (c_j - C_k) + in[k] * (C_{k+1} - c_j)) / (2m/g)
+// in truncating integer division (clamped to at most 255). Outputs before the
+// first input centre (no such k) copy input 0, and outputs with k at the last
+// input (k = n - 1) copy the last input.
+// Shrinking uses the same walk: the input position advances over as many
+// input samples as needed, so each output interpolates only the two inputs
+// whose centres enclose it; inputs between are skipped, not averaged (no
+// anti-aliasing filter). Enlarging and shrinking therefore share one rule,
+// and equal sizes copy.
+// Pitches are unsigned in this interface; they are read as signed 32-bit
+// two's-complement values, so a bottom-up picture is passed with its negative
+// pitch converted to unsigned, as 32-bit address arithmetic wrapped.
+// Refusals (nothing is written): a null pointer, any size 0, or any size
+// above 2^28. Source and destination must not overlap.
+// Rows are banded over the library's thread pool. Memory: when the heights
+// are equal, or the widths are, or the source is one pixel wide, nothing is
+// allocated. When both axes are resampled the call allocates once: one
+// vertically resampled row per band (instead of a whole intermediate
+// picture; the bytes are the same), plus the horizontal weights of a whole
+// row unless they repeat within a short period. If that allocation fails,
+// nothing is written.
 LYAVUTILS_API void ScaleImage4x8bits(unsigned char* destination, unsigned destinationWidth,
                                      unsigned destinationHeight, unsigned destinationPitch,
                                      unsigned char* const source, unsigned sourceWidth, unsigned sourceHeight,
                                      unsigned sourcePitch);
+// Places a pictureWidth x pictureHeight picture in `box`, in single precision:
+// a = pictureWidth / pictureHeight, b = box.width / box.height.
+// AspectConvertMode_Stretch, or |a - b| <= 0.0001, gives the box. panPercent is
+// clamped to 0..100 (0: overflow aligned left / top; 100: right / bottom).
+//  * picture wider (b < a): Fit gives (x, y + (height - width / a) * 0.5,
+//    width, width / a); Fill gives w = round(pictureWidth * box.height /
+//    pictureHeight) (double), (x - round((w - width) * pan / 100), y, w,
+//    height).
+//  * otherwise: Fit gives w = a * height, (x + (width - w) * 0.5, y, w,
+//    height); Fill gives h = round(pictureHeight * box.width / pictureWidth)
+//    (double), (x, y - round((h - height) * pan / 100), width, h).
+// Any other mode leaves `result` unwritten. For every mode but Stretch, a zero
+// picture size or a zero box height is refused (no ratio): `result` is left
+// unwritten. Example: 1920x1080 into (0, 0, 100, 100) gives (-39, 0, 178, 100)
+// with Fill at pan 50 and (0, 21.875, 100, 56.25) with Fit.
 LYAVUTILS_API void GetScaledTgtPos(ELyAspectConvertMode mode, int panPercent, uint32_t pictureWidth,
                                    uint32_t pictureHeight, RectF box, RectF& result);
 
