@@ -1,0 +1,480 @@
+// Straight-alpha compositing of 32-bit images: the over rule (one pixel, row,
+// row with a mask) and the two alpha punch-outs.
+//
+// Two over rules coexist on purpose. The lone-pixel rule takes the output
+// alpha from the union table and short-cuts the extremes; the row rule (every
+// pixel of the row's leading pairs) computes the alpha with a shift by 8 and a
+// clamp. They can differ by one in alpha for the same inputs, and which one a
+// pixel gets depends only on its position in the row (the odd last pixel, or
+// a width-1 row, gets the lone rule). Vector and scalar paths reproduce the
+// same split, so bytes never depend on the instruction set.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "LyPixelUtils.h"
+#include "format/LyColorTables.h"
+#include "memory/LyCpu.h"
+#include "threading/LyBandFrame.h"
+
+#if defined(__GNUC__) || defined(__clang__)
+#define LY_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#define LY_ALWAYS_INLINE inline
+#endif
+
+namespace {
+
+constexpr uint32_t kAlphaBits = 0xFF000000u;
+constexpr uint32_t kColourBits = 0x00FFFFFFu;
+
+LY_ALWAYS_INLINE uint32_t Load32(const unsigned char* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+
+LY_ALWAYS_INLINE void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
+
+// ---------------------------------------------------------------- scalar rules
+
+// B, G, R move from d towards s by w/128, floored (arithmetic shift of the
+// signed difference). w <= 128 keeps the result between d and s, but the
+// clamp is part of the rule and costs nothing next to the table reads.
+LY_ALWAYS_INLINE uint32_t MoveColour(uint32_t s, uint32_t d, int w) {
+    uint32_t out = 0;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const int sc = static_cast<int>((s >> shift) & 0xFFu);
+        const int dc = static_cast<int>((d >> shift) & 0xFFu);
+        int v = dc + (((sc - dc) * w) >> 7);
+        v = v < 0 ? 0 : (v > 255 ? 255 : v);
+        out |= static_cast<uint32_t>(v) << shift;
+    }
+    return out;
+}
+
+// The lone-pixel rule (MixTwoColor, width-1 rows, the odd last pixel).
+LY_ALWAYS_INLINE uint32_t MixLone(uint32_t s, uint32_t d) {
+    const unsigned sA = s >> 24;
+    const unsigned dA = d >> 24;
+    if (sA == 0) return d;
+    if (dA == 0 || sA == 255) return s;
+    const unsigned outA = ly::AlphaUnion(dA, sA);
+    const int w = ly::AlphaQuotient(sA, outA);
+    return MoveColour(s, d, w) | (outA << 24);
+}
+
+// The row rule for a pixel of a pair. It has no special cases; the two early
+// returns give exactly what the arithmetic gives (w = 0 keeps d whole, and
+// sA = 255 yields w = 128 and alpha 255, i.e. s itself).
+LY_ALWAYS_INLINE uint32_t MixPaired(uint32_t s, uint32_t d) {
+    const unsigned sA = s >> 24;
+    if (sA == 0) return d;
+    if (sA == 255) return s;
+    const unsigned dA = d >> 24;
+    unsigned outA = dA + sA - ((dA * sA) >> 8);
+    if (outA > 255) outA = 255;
+    const int w = ly::AlphaQuotient(sA, outA);
+    return MoveColour(s, d, w) | (outA << 24);
+}
+
+// Source alpha scaled by a mask byte: (sA * m + 255) >> 8, so only 255 * 255
+// stays 255 and a zero on either side gives 0.
+LY_ALWAYS_INLINE uint32_t MaskedSource(uint32_t s, unsigned m) {
+    const unsigned a = ((s >> 24) * m + 255u) >> 8;
+    return (s & kColourBits) | (a << 24);
+}
+
+LY_ALWAYS_INLINE uint32_t SubtractAlpha(uint32_t d, unsigned amount) {
+    const unsigned dA = d >> 24;
+    const unsigned a = dA > amount ? dA - amount : 0u;
+    return (d & kColourBits) | (a << 24);
+}
+
+void PairedPixelsScalar(const unsigned char* s, unsigned char* d, size_t from, size_t to) {
+    for (size_t x = from; x < to; ++x) Store32(d + 4 * x, MixPaired(Load32(s + 4 * x), Load32(d + 4 * x)));
+}
+
+void MaskedPairedPixelsScalar(const unsigned char* s, const unsigned char* m, unsigned char* d, size_t from,
+                              size_t to) {
+    for (size_t x = from; x < to; ++x)
+        Store32(d + 4 * x, MixPaired(MaskedSource(Load32(s + 4 * x), m[x]), Load32(d + 4 * x)));
+}
+
+void SubtractAlphaScalar(const unsigned char* s, unsigned char* d, size_t from, size_t to) {
+    for (size_t x = from; x < to; ++x) Store32(d + 4 * x, SubtractAlpha(Load32(d + 4 * x), s[4 * x + 3]));
+}
+
+void SubtractMaskScalar(unsigned char* image, const unsigned char* m, size_t from, size_t to) {
+    for (size_t x = from; x < to; ++x) Store32(image + 4 * x, SubtractAlpha(Load32(image + 4 * x), m[x]));
+}
+
+// ---------------------------------------------------------------- SSE2 / AVX2
+//
+// The pair rule four (SSE2) or eight (AVX2) pixels at a time. Colours work in
+// 16-bit lanes: (s - d) * w with w <= 128 stays within a signed 16-bit lane.
+// The weight floor(128 * sA / outA) is the quotient table's entry; here it is
+// computed by a single-precision division instead of one table read per pixel
+// (vector code has no cheap byte gather). The division is exact for this
+// purpose: both operands are exact integers, a non-integral quotient n/r with
+// r <= 255 lies at least 1/255 from any integer while the float error is below
+// 2^-16 for quotients up to 128, and an integral one is represented exactly,
+// so truncation gives the floor under any rounding mode. sA <= outA always
+// holds, so the table's wrap above 255 is never involved. outA = 0 only with
+// sA = 0, where dividing by 1 gives the table's 0.
+
+#if LY_X86
+
+LY_ALWAYS_INLINE __m128i MixPairedSse2(__m128i s, __m128i d) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i sa = _mm_srli_epi32(s, 24);
+    const __m128i da = _mm_srli_epi32(d, 24);
+    // sA * dA <= 65025 sits in the low 16-bit half of each 32-bit lane.
+    const __m128i shifted = _mm_srli_epi32(_mm_mullo_epi16(sa, da), 8);
+    __m128i outA = _mm_sub_epi32(_mm_add_epi32(sa, da), shifted);
+    // Upper halves are zero, so signed 16-bit min/max act on the 32-bit values.
+    outA = _mm_min_epi16(outA, _mm_set1_epi32(255));
+    const __m128 num = _mm_cvtepi32_ps(_mm_slli_epi32(sa, 7));
+    const __m128 den = _mm_cvtepi32_ps(_mm_max_epi16(outA, _mm_set1_epi32(1)));
+    const __m128i w = _mm_cvttps_epi32(_mm_div_ps(num, den));
+    const __m128i w2 = _mm_or_si128(w, _mm_slli_epi32(w, 16));
+    const __m128i wLo = _mm_unpacklo_epi32(w2, w2);
+    const __m128i wHi = _mm_unpackhi_epi32(w2, w2);
+    const __m128i dLo = _mm_unpacklo_epi8(d, zero);
+    const __m128i dHi = _mm_unpackhi_epi8(d, zero);
+    const __m128i diffLo = _mm_sub_epi16(_mm_unpacklo_epi8(s, zero), dLo);
+    const __m128i diffHi = _mm_sub_epi16(_mm_unpackhi_epi8(s, zero), dHi);
+    const __m128i rLo = _mm_add_epi16(dLo, _mm_srai_epi16(_mm_mullo_epi16(diffLo, wLo), 7));
+    const __m128i rHi = _mm_add_epi16(dHi, _mm_srai_epi16(_mm_mullo_epi16(diffHi, wHi), 7));
+    const __m128i colour = _mm_and_si128(_mm_packus_epi16(rLo, rHi), _mm_set1_epi32(static_cast<int>(kColourBits)));
+    return _mm_or_si128(colour, _mm_slli_epi32(outA, 24));
+}
+
+// Masked source for four pixels; `m4` holds the four mask bytes in its low
+// 32 bits.
+LY_ALWAYS_INLINE __m128i MaskedSourceSse2(__m128i s, __m128i m4) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i m = _mm_unpacklo_epi16(_mm_unpacklo_epi8(m4, zero), zero);
+    const __m128i sa = _mm_srli_epi32(s, 24);
+    // sA * m + 255 <= 65280: exact in the low 16-bit half, then a 32-bit add.
+    const __m128i a = _mm_srli_epi32(_mm_add_epi32(_mm_mullo_epi16(sa, m), _mm_set1_epi32(255)), 8);
+    return _mm_or_si128(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kColourBits))), _mm_slli_epi32(a, 24));
+}
+
+LY_ALWAYS_INLINE bool AllZeroSse2(__m128i v) {
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_setzero_si128())) == 0xFFFF;
+}
+
+// Whole groups of fully transparent sources are skipped (destination neither
+// read nor written) and fully opaque ones copied; only mixed groups pay for
+// the arithmetic. Title layers are mostly made of the first two kinds.
+size_t PairedPixelsSse2(const unsigned char* s, unsigned char* d, size_t n) {
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(kAlphaBits));
+    size_t x = 0;
+    for (; x + 4 <= n; x += 4) {
+        const __m128i sv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4 * x));
+        const __m128i a = _mm_and_si128(sv, alpha);
+        if (AllZeroSse2(a)) continue;
+        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * x);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi32(a, alpha)) == 0xFFFF) {
+            _mm_storeu_si128(dp, sv);
+            continue;
+        }
+        _mm_storeu_si128(dp, MixPairedSse2(sv, _mm_loadu_si128(dp)));
+    }
+    return x;
+}
+
+size_t MaskedPairedPixelsSse2(const unsigned char* s, const unsigned char* m, unsigned char* d, size_t n) {
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(kAlphaBits));
+    size_t x = 0;
+    for (; x + 4 <= n; x += 4) {
+        int m4;
+        std::memcpy(&m4, m + x, 4);
+        const __m128i sv = MaskedSourceSse2(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4 * x)),
+                                            _mm_cvtsi32_si128(m4));
+        const __m128i a = _mm_and_si128(sv, alpha);
+        if (AllZeroSse2(a)) continue;
+        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * x);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi32(a, alpha)) == 0xFFFF) {
+            _mm_storeu_si128(dp, sv);
+            continue;
+        }
+        _mm_storeu_si128(dp, MixPairedSse2(sv, _mm_loadu_si128(dp)));
+    }
+    return x;
+}
+
+// Saturating byte subtraction of the source with its colour bytes cleared
+// takes the alpha down and leaves B, G, R alone.
+size_t SubtractAlphaSse2(const unsigned char* s, unsigned char* d, size_t n) {
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(kAlphaBits));
+    size_t x = 0;
+    for (; x + 4 <= n; x += 4) {
+        const __m128i a = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4 * x)), alpha);
+        if (AllZeroSse2(a)) continue;
+        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * x);
+        _mm_storeu_si128(dp, _mm_subs_epu8(_mm_loadu_si128(dp), a));
+    }
+    return x;
+}
+
+size_t SubtractMaskSse2(unsigned char* image, const unsigned char* m, size_t n) {
+    const __m128i zero = _mm_setzero_si128();
+    size_t x = 0;
+    for (; x + 16 <= n; x += 16) {
+        const __m128i mv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m + x));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(mv, zero)) == 0xFFFF) continue;
+        // Each mask byte lands in the alpha byte of its pixel.
+        const __m128i lo = _mm_unpacklo_epi8(zero, mv);
+        const __m128i hi = _mm_unpackhi_epi8(zero, mv);
+        const __m128i parts[4] = {_mm_unpacklo_epi16(zero, lo), _mm_unpackhi_epi16(zero, lo),
+                                  _mm_unpacklo_epi16(zero, hi), _mm_unpackhi_epi16(zero, hi)};
+        for (int k = 0; k < 4; ++k) {
+            __m128i* p = reinterpret_cast<__m128i*>(image + 4 * (x + 4 * static_cast<size_t>(k)));
+            _mm_storeu_si128(p, _mm_subs_epu8(_mm_loadu_si128(p), parts[k]));
+        }
+    }
+    for (; x + 4 <= n; x += 4) {
+        int m4;
+        std::memcpy(&m4, m + x, 4);
+        if (m4 == 0) continue;
+        const __m128i mv = _mm_cvtsi32_si128(m4);
+        const __m128i spread = _mm_unpacklo_epi16(zero, _mm_unpacklo_epi8(zero, mv));
+        __m128i* p = reinterpret_cast<__m128i*>(image + 4 * x);
+        _mm_storeu_si128(p, _mm_subs_epu8(_mm_loadu_si128(p), spread));
+    }
+    return x;
+}
+
+#if LY_HAVE_AVX2_KERNELS
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixPairedAvx2(__m256i s, __m256i d) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i sa = _mm256_srli_epi32(s, 24);
+    const __m256i da = _mm256_srli_epi32(d, 24);
+    const __m256i shifted = _mm256_srli_epi32(_mm256_mullo_epi16(sa, da), 8);
+    __m256i outA = _mm256_sub_epi32(_mm256_add_epi32(sa, da), shifted);
+    outA = _mm256_min_epi16(outA, _mm256_set1_epi32(255));
+    const __m256 num = _mm256_cvtepi32_ps(_mm256_slli_epi32(sa, 7));
+    const __m256 den = _mm256_cvtepi32_ps(_mm256_max_epi16(outA, _mm256_set1_epi32(1)));
+    const __m256i w = _mm256_cvttps_epi32(_mm256_div_ps(num, den));
+    const __m256i w2 = _mm256_or_si256(w, _mm256_slli_epi32(w, 16));
+    // Unpacks work within 128-bit halves on both sides, so the weights line
+    // up with their pixels' colour lanes.
+    const __m256i wLo = _mm256_unpacklo_epi32(w2, w2);
+    const __m256i wHi = _mm256_unpackhi_epi32(w2, w2);
+    const __m256i dLo = _mm256_unpacklo_epi8(d, zero);
+    const __m256i dHi = _mm256_unpackhi_epi8(d, zero);
+    const __m256i diffLo = _mm256_sub_epi16(_mm256_unpacklo_epi8(s, zero), dLo);
+    const __m256i diffHi = _mm256_sub_epi16(_mm256_unpackhi_epi8(s, zero), dHi);
+    const __m256i rLo = _mm256_add_epi16(dLo, _mm256_srai_epi16(_mm256_mullo_epi16(diffLo, wLo), 7));
+    const __m256i rHi = _mm256_add_epi16(dHi, _mm256_srai_epi16(_mm256_mullo_epi16(diffHi, wHi), 7));
+    const __m256i colour =
+        _mm256_and_si256(_mm256_packus_epi16(rLo, rHi), _mm256_set1_epi32(static_cast<int>(kColourBits)));
+    return _mm256_or_si256(colour, _mm256_slli_epi32(outA, 24));
+}
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) {
+    const __m256i m = _mm256_cvtepu8_epi32(m8);
+    const __m256i sa = _mm256_srli_epi32(s, 24);
+    const __m256i a = _mm256_srli_epi32(_mm256_add_epi32(_mm256_mullo_epi16(sa, m), _mm256_set1_epi32(255)), 8);
+    return _mm256_or_si256(_mm256_and_si256(s, _mm256_set1_epi32(static_cast<int>(kColourBits))),
+                           _mm256_slli_epi32(a, 24));
+}
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE bool AllOpaqueAvx2(__m256i a, __m256i alpha) {
+    return _mm256_movemask_epi8(_mm256_cmpeq_epi32(a, alpha)) == -1;
+}
+
+LY_TARGET_AVX2 size_t PairedPixelsAvx2(const unsigned char* s, unsigned char* d, size_t n) {
+    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    size_t x = 0;
+    // Long transparent stretches are the common case in titles: look at 16
+    // pixels per test there.
+    for (; x + 16 <= n; x += 16) {
+        const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x));
+        const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x + 32));
+        const __m256i a0 = _mm256_and_si256(s0, alpha);
+        const __m256i a1 = _mm256_and_si256(s1, alpha);
+        const __m256i any = _mm256_or_si256(a0, a1);
+        if (_mm256_testz_si256(any, any)) continue;
+        __m256i* d0 = reinterpret_cast<__m256i*>(d + 4 * x);
+        __m256i* d1 = reinterpret_cast<__m256i*>(d + 4 * x + 32);
+        if (AllOpaqueAvx2(_mm256_and_si256(a0, a1), alpha)) {
+            _mm256_storeu_si256(d0, s0);
+            _mm256_storeu_si256(d1, s1);
+            continue;
+        }
+        if (!_mm256_testz_si256(a0, a0)) {
+            if (AllOpaqueAvx2(a0, alpha))
+                _mm256_storeu_si256(d0, s0);
+            else
+                _mm256_storeu_si256(d0, MixPairedAvx2(s0, _mm256_loadu_si256(d0)));
+        }
+        if (!_mm256_testz_si256(a1, a1)) {
+            if (AllOpaqueAvx2(a1, alpha))
+                _mm256_storeu_si256(d1, s1);
+            else
+                _mm256_storeu_si256(d1, MixPairedAvx2(s1, _mm256_loadu_si256(d1)));
+        }
+    }
+    return x + PairedPixelsSse2(s + 4 * x, d + 4 * x, n - x);
+}
+
+LY_TARGET_AVX2 size_t MaskedPairedPixelsAvx2(const unsigned char* s, const unsigned char* m, unsigned char* d,
+                                             size_t n) {
+    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    size_t x = 0;
+    for (; x + 8 <= n; x += 8) {
+        const __m128i m8 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(m + x));
+        const __m256i sv = MaskedSourceAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x)), m8);
+        const __m256i a = _mm256_and_si256(sv, alpha);
+        if (_mm256_testz_si256(a, a)) continue;
+        __m256i* dp = reinterpret_cast<__m256i*>(d + 4 * x);
+        if (AllOpaqueAvx2(a, alpha)) {
+            _mm256_storeu_si256(dp, sv);
+            continue;
+        }
+        _mm256_storeu_si256(dp, MixPairedAvx2(sv, _mm256_loadu_si256(dp)));
+    }
+    return x + MaskedPairedPixelsSse2(s + 4 * x, m + x, d + 4 * x, n - x);
+}
+
+#endif  // LY_HAVE_AVX2_KERNELS
+#endif  // LY_X86
+
+// ---------------------------------------------------------------- row kernels
+
+// The pairs of a row: width / 2 of them, i.e. the first (width & ~1) pixels.
+size_t PairedPixels(ly::Isa isa, const unsigned char* s, unsigned char* d, size_t n) {
+    size_t done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (isa == ly::Isa::Avx2)
+        done = PairedPixelsAvx2(s, d, n);
+    else
+#endif
+        if (isa != ly::Isa::Scalar)
+        done = PairedPixelsSse2(s, d, n);
+#else
+    (void)isa;
+#endif
+    PairedPixelsScalar(s, d, done, n);
+    return n;
+}
+
+void MixColorRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
+    if (width <= 0) return;
+    const size_t n = static_cast<size_t>(width);
+    const size_t paired = PairedPixels(isa, s, d, n & ~static_cast<size_t>(1));
+    if (paired != n) Store32(d + 4 * paired, MixLone(Load32(s + 4 * paired), Load32(d + 4 * paired)));
+}
+
+void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned char* m, unsigned char* d, int width) {
+    if (width <= 0) return;
+    const size_t n = static_cast<size_t>(width);
+    const size_t paired = n & ~static_cast<size_t>(1);
+    size_t done = 0;
+#if LY_X86
+#if LY_HAVE_AVX2_KERNELS
+    if (isa == ly::Isa::Avx2)
+        done = MaskedPairedPixelsAvx2(s, m, d, paired);
+    else
+#endif
+        if (isa != ly::Isa::Scalar)
+        done = MaskedPairedPixelsSse2(s, m, d, paired);
+#else
+    (void)isa;
+#endif
+    MaskedPairedPixelsScalar(s, m, d, done, paired);
+    if (paired != n) {
+        // The lone pixel is mixed from a temporary carrying the scaled alpha.
+        const uint32_t temp = MaskedSource(Load32(s + 4 * paired), m[paired]);
+        Store32(d + 4 * paired, MixLone(temp, Load32(d + 4 * paired)));
+    }
+}
+
+void SubtractAlphaRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
+    if (width <= 0) return;
+    const size_t n = static_cast<size_t>(width);
+    size_t done = 0;
+#if LY_X86
+    if (isa != ly::Isa::Scalar) done = SubtractAlphaSse2(s, d, n);
+#else
+    (void)isa;
+#endif
+    SubtractAlphaScalar(s, d, done, n);
+}
+
+void SubtractMaskRow(ly::Isa isa, unsigned char* image, const unsigned char* m, int width) {
+    if (width <= 0) return;
+    const size_t n = static_cast<size_t>(width);
+    size_t done = 0;
+#if LY_X86
+    if (isa != ly::Isa::Scalar) done = SubtractMaskSse2(image, m, n);
+#else
+    (void)isa;
+#endif
+    SubtractMaskScalar(image, m, done, n);
+}
+
+}  // namespace
+
+namespace LyPixelUtils {
+
+void MixTwoColor(uint32_t& source, uint32_t& destination) { destination = MixLone(source, destination); }
+
+void MixColor(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
+              int width, int height) {
+    if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
+    const ly::Isa isa = ly::ActiveIsa();
+    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
+        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
+        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
+        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) MixColorRow(isa, s, d, width);
+    });
+}
+
+void MixColor(const unsigned char*, int, const unsigned char*, int, const unsigned char*, int, int, int) {
+    // Deliberately empty: see the header. Its bands never touched a pixel,
+    // so there is nothing to hand to the pool either.
+}
+
+void MixColorWithMaskAlpha(const unsigned char* source, int sourcePitch, const unsigned char* mask, int maskPitch,
+                           unsigned char* destination, int destinationPitch, int width, int height) {
+    if (source == nullptr || mask == nullptr || destination == nullptr || width < 1 || height < 1) return;
+    const ly::Isa isa = ly::ActiveIsa();
+    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
+        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
+        const unsigned char* m = ly::RowAt(mask, maskPitch, firstRow);
+        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
+        for (int r = 0; r < rows; ++r, s += sourcePitch, m += maskPitch, d += destinationPitch)
+            MixColorRowWithMask(isa, s, m, d, width);
+    });
+}
+
+void OverlayColor(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
+                  int width, int height) {
+    if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
+    const ly::Isa isa = ly::ActiveIsa();
+    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
+        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
+        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
+        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) SubtractAlphaRow(isa, s, d, width);
+    });
+}
+
+void SubtractImageWithMaskAlpha(unsigned char* image, int imagePitch, const unsigned char* mask, int maskPitch,
+                                int width, int height) {
+    if (image == nullptr || mask == nullptr || width < 1 || height < 1) return;
+    const ly::Isa isa = ly::ActiveIsa();
+    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
+        unsigned char* p = ly::RowAt(image, imagePitch, firstRow);
+        const unsigned char* m = ly::RowAt(mask, maskPitch, firstRow);
+        for (int r = 0; r < rows; ++r, p += imagePitch, m += maskPitch) SubtractMaskRow(isa, p, m, width);
+    });
+}
+
+}  // namespace LyPixelUtils
