@@ -112,32 +112,49 @@ void SubtractMaskScalar(unsigned char* image, const unsigned char* m, size_t fro
 
 // ---------------------------------------------------------------- SSE2 / AVX2
 //
-// The pair rule four (SSE2) or eight (AVX2) pixels at a time. Colours work in
-// 16-bit lanes: (s - d) * w with w <= 128 stays within a signed 16-bit lane.
-// The weight floor(128 * sA / outA) is the quotient table's entry; here it is
-// computed by a single-precision division instead of one table read per pixel
-// (vector code has no cheap byte gather). The division is exact for this
-// purpose: both operands are exact integers, a non-integral quotient n/r with
-// r <= 255 lies at least 1/255 from any integer while the float error is below
-// 2^-16 for quotients up to 128, and an integral one is represented exactly,
-// so truncation gives the floor under any rounding mode. sA <= outA always
-// holds, so the table's wrap above 255 is never involved. outA = 0 only with
-// sA = 0, where dividing by 1 gives the table's 0.
+// The pair rule four (SSE2) or eight (AVX2) pixels at a time.
+//
+// Output alpha, computed where it lives (the top byte of each pixel) with no
+// shifts: a high 16-bit multiply of the two alpha bytes leaves sA * dA in the
+// upper half of the pixel, whose high byte is then floor(sA * dA / 256) in the
+// alpha position. dA minus that is never negative, and a saturating byte add
+// of sA performs the clamp at 255.
+//
+// Weight: floor(128 * sA / outA) is the quotient table's entry; here it is a
+// single-precision division instead of one table read per pixel (vector code
+// has no cheap byte gather). The division is exact for this purpose: both
+// operands are exact integers, a non-integral quotient n/r with r <= 255 lies
+// at least 1/255 from any integer while the float error is below 2^-16 for
+// quotients up to 128, and an integral one is represented exactly, so
+// truncation gives the floor under any rounding mode. sA <= outA always holds,
+// so the table's wrap above 255 is never involved. outA = 0 only with sA = 0,
+// where dividing by 1 gives the table's 0.
+//
+// Colour: d + floor((s - d) * w / 128) in 16-bit lanes, where w <= 128 keeps
+// every product within a signed lane.
 
 #if LY_X86
 
+LY_ALWAYS_INLINE __m128i OutAlphaSse2(__m128i s, __m128i d) {
+    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m128i sAm = _mm_and_si128(s, am);
+    const __m128i dAm = _mm_and_si128(d, am);
+    const __m128i shifted = _mm_and_si128(_mm_mulhi_epu16(sAm, dAm), am);
+    return _mm_adds_epu8(sAm, _mm_sub_epi8(dAm, shifted));
+}
+
+// Weight per 32-bit lane from the alpha bytes of s and the output alpha.
+// (sA << 24) >> 17 is 128 * sA directly.
+LY_ALWAYS_INLINE __m128i WeightSse2(__m128i s, __m128i outAm) {
+    const __m128 num = _mm_cvtepi32_ps(_mm_srli_epi32(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kAlphaBits))), 17));
+    const __m128 den = _mm_max_ps(_mm_cvtepi32_ps(_mm_srli_epi32(outAm, 24)), _mm_set1_ps(1.0f));
+    return _mm_cvttps_epi32(_mm_div_ps(num, den));
+}
+
 LY_ALWAYS_INLINE __m128i MixPairedSse2(__m128i s, __m128i d) {
     const __m128i zero = _mm_setzero_si128();
-    const __m128i sa = _mm_srli_epi32(s, 24);
-    const __m128i da = _mm_srli_epi32(d, 24);
-    // sA * dA <= 65025 sits in the low 16-bit half of each 32-bit lane.
-    const __m128i shifted = _mm_srli_epi32(_mm_mullo_epi16(sa, da), 8);
-    __m128i outA = _mm_sub_epi32(_mm_add_epi32(sa, da), shifted);
-    // Upper halves are zero, so signed 16-bit min/max act on the 32-bit values.
-    outA = _mm_min_epi16(outA, _mm_set1_epi32(255));
-    const __m128 num = _mm_cvtepi32_ps(_mm_slli_epi32(sa, 7));
-    const __m128 den = _mm_cvtepi32_ps(_mm_max_epi16(outA, _mm_set1_epi32(1)));
-    const __m128i w = _mm_cvttps_epi32(_mm_div_ps(num, den));
+    const __m128i outAm = OutAlphaSse2(s, d);
+    const __m128i w = WeightSse2(s, outAm);
     const __m128i w2 = _mm_or_si128(w, _mm_slli_epi32(w, 16));
     const __m128i wLo = _mm_unpacklo_epi32(w2, w2);
     const __m128i wHi = _mm_unpackhi_epi32(w2, w2);
@@ -148,7 +165,7 @@ LY_ALWAYS_INLINE __m128i MixPairedSse2(__m128i s, __m128i d) {
     const __m128i rLo = _mm_add_epi16(dLo, _mm_srai_epi16(_mm_mullo_epi16(diffLo, wLo), 7));
     const __m128i rHi = _mm_add_epi16(dHi, _mm_srai_epi16(_mm_mullo_epi16(diffHi, wHi), 7));
     const __m128i colour = _mm_and_si128(_mm_packus_epi16(rLo, rHi), _mm_set1_epi32(static_cast<int>(kColourBits)));
-    return _mm_or_si128(colour, _mm_slli_epi32(outA, 24));
+    return _mm_or_si128(colour, outAm);
 }
 
 // Masked source for four pixels; `m4` holds the four mask bytes in its low
@@ -252,28 +269,30 @@ size_t SubtractMaskSse2(unsigned char* image, const unsigned char* m, size_t n) 
 
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixPairedAvx2(__m256i s, __m256i d) {
     const __m256i zero = _mm256_setzero_si256();
-    const __m256i sa = _mm256_srli_epi32(s, 24);
-    const __m256i da = _mm256_srli_epi32(d, 24);
-    const __m256i shifted = _mm256_srli_epi32(_mm256_mullo_epi16(sa, da), 8);
-    __m256i outA = _mm256_sub_epi32(_mm256_add_epi32(sa, da), shifted);
-    outA = _mm256_min_epi16(outA, _mm256_set1_epi32(255));
-    const __m256 num = _mm256_cvtepi32_ps(_mm256_slli_epi32(sa, 7));
-    const __m256 den = _mm256_cvtepi32_ps(_mm256_max_epi16(outA, _mm256_set1_epi32(1)));
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m256i sAm = _mm256_and_si256(s, am);
+    const __m256i dAm = _mm256_and_si256(d, am);
+    const __m256i shifted = _mm256_and_si256(_mm256_mulhi_epu16(sAm, dAm), am);
+    const __m256i outAm = _mm256_adds_epu8(sAm, _mm256_sub_epi8(dAm, shifted));
+    const __m256 num = _mm256_cvtepi32_ps(_mm256_srli_epi32(sAm, 17));
+    const __m256 den = _mm256_max_ps(_mm256_cvtepi32_ps(_mm256_srli_epi32(outAm, 24)), _mm256_set1_ps(1.0f));
     const __m256i w = _mm256_cvttps_epi32(_mm256_div_ps(num, den));
-    const __m256i w2 = _mm256_or_si256(w, _mm256_slli_epi32(w, 16));
-    // Unpacks work within 128-bit halves on both sides, so the weights line
-    // up with their pixels' colour lanes.
-    const __m256i wLo = _mm256_unpacklo_epi32(w2, w2);
-    const __m256i wHi = _mm256_unpackhi_epi32(w2, w2);
+    // Each pixel's weight (one byte, at most 128) into its four 16-bit
+    // channel lanes, matching the unpacks below (both stay within 128-bit
+    // halves).
+    const __m256i spreadLo = _mm256_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1,  //
+                                              0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1);
+    const __m256i spreadHi = _mm256_setr_epi8(8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1,  //
+                                              8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1);
+    const __m256i wLo = _mm256_shuffle_epi8(w, spreadLo);
+    const __m256i wHi = _mm256_shuffle_epi8(w, spreadHi);
     const __m256i dLo = _mm256_unpacklo_epi8(d, zero);
     const __m256i dHi = _mm256_unpackhi_epi8(d, zero);
     const __m256i diffLo = _mm256_sub_epi16(_mm256_unpacklo_epi8(s, zero), dLo);
     const __m256i diffHi = _mm256_sub_epi16(_mm256_unpackhi_epi8(s, zero), dHi);
     const __m256i rLo = _mm256_add_epi16(dLo, _mm256_srai_epi16(_mm256_mullo_epi16(diffLo, wLo), 7));
     const __m256i rHi = _mm256_add_epi16(dHi, _mm256_srai_epi16(_mm256_mullo_epi16(diffHi, wHi), 7));
-    const __m256i colour =
-        _mm256_and_si256(_mm256_packus_epi16(rLo, rHi), _mm256_set1_epi32(static_cast<int>(kColourBits)));
-    return _mm256_or_si256(colour, _mm256_slli_epi32(outA, 24));
+    return _mm256_blendv_epi8(_mm256_packus_epi16(rLo, rHi), outAm, am);
 }
 
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) {
@@ -284,56 +303,43 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) 
                            _mm256_slli_epi32(a, 24));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE bool AllOpaqueAvx2(__m256i a, __m256i alpha) {
-    return _mm256_movemask_epi8(_mm256_cmpeq_epi32(a, alpha)) == -1;
-}
-
+// Whole groups of transparent sources are skipped (the destination neither
+// read nor written) and opaque ones copied. vptest answers both questions
+// straight from the source: ZF when no alpha bit is set, CF when all are.
 LY_TARGET_AVX2 size_t PairedPixelsAvx2(const unsigned char* s, unsigned char* d, size_t n) {
-    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
     // Long transparent stretches are the common case in titles: look at 16
     // pixels per test there.
     for (; x + 16 <= n; x += 16) {
         const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x));
         const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x + 32));
-        const __m256i a0 = _mm256_and_si256(s0, alpha);
-        const __m256i a1 = _mm256_and_si256(s1, alpha);
-        const __m256i any = _mm256_or_si256(a0, a1);
-        if (_mm256_testz_si256(any, any)) continue;
+        if (_mm256_testz_si256(_mm256_or_si256(s0, s1), am)) continue;
         __m256i* d0 = reinterpret_cast<__m256i*>(d + 4 * x);
         __m256i* d1 = reinterpret_cast<__m256i*>(d + 4 * x + 32);
-        if (AllOpaqueAvx2(_mm256_and_si256(a0, a1), alpha)) {
+        if (_mm256_testc_si256(_mm256_and_si256(s0, s1), am)) {
             _mm256_storeu_si256(d0, s0);
             _mm256_storeu_si256(d1, s1);
             continue;
         }
-        if (!_mm256_testz_si256(a0, a0)) {
-            if (AllOpaqueAvx2(a0, alpha))
-                _mm256_storeu_si256(d0, s0);
-            else
-                _mm256_storeu_si256(d0, MixPairedAvx2(s0, _mm256_loadu_si256(d0)));
-        }
-        if (!_mm256_testz_si256(a1, a1)) {
-            if (AllOpaqueAvx2(a1, alpha))
-                _mm256_storeu_si256(d1, s1);
-            else
-                _mm256_storeu_si256(d1, MixPairedAvx2(s1, _mm256_loadu_si256(d1)));
-        }
+        // Mixed: the arithmetic also gives the right bytes for any
+        // transparent or opaque pixels among them.
+        _mm256_storeu_si256(d0, MixPairedAvx2(s0, _mm256_loadu_si256(d0)));
+        _mm256_storeu_si256(d1, MixPairedAvx2(s1, _mm256_loadu_si256(d1)));
     }
     return x + PairedPixelsSse2(s + 4 * x, d + 4 * x, n - x);
 }
 
 LY_TARGET_AVX2 size_t MaskedPairedPixelsAvx2(const unsigned char* s, const unsigned char* m, unsigned char* d,
                                              size_t n) {
-    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
     for (; x + 8 <= n; x += 8) {
         const __m128i m8 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(m + x));
         const __m256i sv = MaskedSourceAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x)), m8);
-        const __m256i a = _mm256_and_si256(sv, alpha);
-        if (_mm256_testz_si256(a, a)) continue;
+        if (_mm256_testz_si256(sv, am)) continue;
         __m256i* dp = reinterpret_cast<__m256i*>(d + 4 * x);
-        if (AllOpaqueAvx2(a, alpha)) {
+        if (_mm256_testc_si256(sv, am)) {
             _mm256_storeu_si256(dp, sv);
             continue;
         }
