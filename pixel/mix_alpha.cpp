@@ -179,61 +179,96 @@ LY_ALWAYS_INLINE __m128i MaskedSourceSse2(__m128i s, __m128i m4) {
     return _mm_or_si128(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kColourBits))), _mm_slli_epi32(a, 24));
 }
 
-LY_ALWAYS_INLINE bool AllZeroSse2(__m128i v) {
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_setzero_si128())) == 0xFFFF;
+LY_ALWAYS_INLINE __m128i LoadSse2(const unsigned char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+LY_ALWAYS_INLINE void StoreSse2(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+
+// No alpha bit set in any pixel of v / every alpha bit set in all of them.
+LY_ALWAYS_INLINE bool NoAlphaSse2(__m128i v) {
+    const __m128i a = _mm_and_si128(v, _mm_set1_epi32(static_cast<int>(kAlphaBits)));
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(a, _mm_setzero_si128())) == 0xFFFF;
+}
+LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
+    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(v, am), am)) == 0xFFFF;
 }
 
-// Whole groups of fully transparent sources are skipped (destination neither
-// read nor written) and fully opaque ones copied; only mixed groups pay for
-// the arithmetic. Title layers are mostly made of the first two kinds.
+// Sixteen pixels per test: a transparent block is skipped (the destination
+// neither read nor written), an opaque one copied, and any other block takes
+// the arithmetic, which also gives the right bytes for the transparent and
+// opaque pixels within it. Title layers are mostly made of the first two
+// kinds; testing wide blocks keeps those runs to a couple of instructions per
+// pixel group (a loop that branches per 16 bytes is held back by the taken
+// branches alone).
 size_t PairedPixelsSse2(const unsigned char* s, unsigned char* d, size_t n) {
-    const __m128i alpha = _mm_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
-    for (; x + 4 <= n; x += 4) {
-        const __m128i sv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4 * x));
-        const __m128i a = _mm_and_si128(sv, alpha);
-        if (AllZeroSse2(a)) continue;
-        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * x);
-        if (_mm_movemask_epi8(_mm_cmpeq_epi32(a, alpha)) == 0xFFFF) {
-            _mm_storeu_si128(dp, sv);
+    for (; x + 16 <= n; x += 16) {
+        const unsigned char* sp = s + 4 * x;
+        unsigned char* dp = d + 4 * x;
+        const __m128i v[4] = {LoadSse2(sp), LoadSse2(sp + 16), LoadSse2(sp + 32), LoadSse2(sp + 48)};
+        if (NoAlphaSse2(_mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3])))) continue;
+        if (FullAlphaSse2(_mm_and_si128(_mm_and_si128(v[0], v[1]), _mm_and_si128(v[2], v[3])))) {
+            for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, v[k]);
             continue;
         }
-        _mm_storeu_si128(dp, MixPairedSse2(sv, _mm_loadu_si128(dp)));
+        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], LoadSse2(dp + 16 * k)));
+    }
+    for (; x + 4 <= n; x += 4) {
+        const __m128i v = LoadSse2(s + 4 * x);
+        if (NoAlphaSse2(v)) continue;
+        StoreSse2(d + 4 * x, FullAlphaSse2(v) ? v : MixPairedSse2(v, LoadSse2(d + 4 * x)));
     }
     return x;
 }
 
+LY_ALWAYS_INLINE __m128i MaskedGroupSse2(const unsigned char* s, const unsigned char* m) {
+    int m4;
+    std::memcpy(&m4, m, 4);
+    return MaskedSourceSse2(LoadSse2(s), _mm_cvtsi32_si128(m4));
+}
+
+// As above; a block whose sixteen mask bytes are all zero is skipped before
+// the source is even read.
 size_t MaskedPairedPixelsSse2(const unsigned char* s, const unsigned char* m, unsigned char* d, size_t n) {
-    const __m128i alpha = _mm_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
-    for (; x + 4 <= n; x += 4) {
-        int m4;
-        std::memcpy(&m4, m + x, 4);
-        const __m128i sv = MaskedSourceSse2(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4 * x)),
-                                            _mm_cvtsi32_si128(m4));
-        const __m128i a = _mm_and_si128(sv, alpha);
-        if (AllZeroSse2(a)) continue;
-        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * x);
-        if (_mm_movemask_epi8(_mm_cmpeq_epi32(a, alpha)) == 0xFFFF) {
-            _mm_storeu_si128(dp, sv);
+    for (; x + 16 <= n; x += 16) {
+        const __m128i mv = LoadSse2(m + x);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(mv, _mm_setzero_si128())) == 0xFFFF) continue;
+        const unsigned char* sp = s + 4 * x;
+        unsigned char* dp = d + 4 * x;
+        __m128i v[4];
+        for (int k = 0; k < 4; ++k) v[k] = MaskedGroupSse2(sp + 16 * k, m + x + 4 * k);
+        if (NoAlphaSse2(_mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3])))) continue;
+        if (FullAlphaSse2(_mm_and_si128(_mm_and_si128(v[0], v[1]), _mm_and_si128(v[2], v[3])))) {
+            for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, v[k]);
             continue;
         }
-        _mm_storeu_si128(dp, MixPairedSse2(sv, _mm_loadu_si128(dp)));
+        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], LoadSse2(dp + 16 * k)));
+    }
+    for (; x + 4 <= n; x += 4) {
+        const __m128i v = MaskedGroupSse2(s + 4 * x, m + x);
+        if (NoAlphaSse2(v)) continue;
+        StoreSse2(d + 4 * x, FullAlphaSse2(v) ? v : MixPairedSse2(v, LoadSse2(d + 4 * x)));
     }
     return x;
 }
 
 // Saturating byte subtraction of the source with its colour bytes cleared
-// takes the alpha down and leaves B, G, R alone.
+// takes the alpha down and leaves B, G, R alone. Blocks of transparent
+// sources are skipped.
 size_t SubtractAlphaSse2(const unsigned char* s, unsigned char* d, size_t n) {
-    const __m128i alpha = _mm_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
-    for (; x + 4 <= n; x += 4) {
-        const __m128i a = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4 * x)), alpha);
-        if (AllZeroSse2(a)) continue;
-        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * x);
-        _mm_storeu_si128(dp, _mm_subs_epu8(_mm_loadu_si128(dp), a));
+    for (; x + 16 <= n; x += 16) {
+        const unsigned char* sp = s + 4 * x;
+        unsigned char* dp = d + 4 * x;
+        const __m128i v[4] = {LoadSse2(sp), LoadSse2(sp + 16), LoadSse2(sp + 32), LoadSse2(sp + 48)};
+        if (NoAlphaSse2(_mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3])))) continue;
+        for (int k = 0; k < 4; ++k)
+            StoreSse2(dp + 16 * k, _mm_subs_epu8(LoadSse2(dp + 16 * k), _mm_and_si128(v[k], am)));
     }
+    for (; x + 4 <= n; x += 4) StoreSse2(d + 4 * x, _mm_subs_epu8(LoadSse2(d + 4 * x), _mm_and_si128(LoadSse2(s + 4 * x), am)));
     return x;
 }
 
@@ -241,7 +276,7 @@ size_t SubtractMaskSse2(unsigned char* image, const unsigned char* m, size_t n) 
     const __m128i zero = _mm_setzero_si128();
     size_t x = 0;
     for (; x + 16 <= n; x += 16) {
-        const __m128i mv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m + x));
+        const __m128i mv = LoadSse2(m + x);
         if (_mm_movemask_epi8(_mm_cmpeq_epi8(mv, zero)) == 0xFFFF) continue;
         // Each mask byte lands in the alpha byte of its pixel.
         const __m128i lo = _mm_unpacklo_epi8(zero, mv);
@@ -249,18 +284,15 @@ size_t SubtractMaskSse2(unsigned char* image, const unsigned char* m, size_t n) 
         const __m128i parts[4] = {_mm_unpacklo_epi16(zero, lo), _mm_unpackhi_epi16(zero, lo),
                                   _mm_unpacklo_epi16(zero, hi), _mm_unpackhi_epi16(zero, hi)};
         for (int k = 0; k < 4; ++k) {
-            __m128i* p = reinterpret_cast<__m128i*>(image + 4 * (x + 4 * static_cast<size_t>(k)));
-            _mm_storeu_si128(p, _mm_subs_epu8(_mm_loadu_si128(p), parts[k]));
+            unsigned char* p = image + 4 * (x + 4 * static_cast<size_t>(k));
+            StoreSse2(p, _mm_subs_epu8(LoadSse2(p), parts[k]));
         }
     }
     for (; x + 4 <= n; x += 4) {
         int m4;
         std::memcpy(&m4, m + x, 4);
-        if (m4 == 0) continue;
-        const __m128i mv = _mm_cvtsi32_si128(m4);
-        const __m128i spread = _mm_unpacklo_epi16(zero, _mm_unpacklo_epi8(zero, mv));
-        __m128i* p = reinterpret_cast<__m128i*>(image + 4 * x);
-        _mm_storeu_si128(p, _mm_subs_epu8(_mm_loadu_si128(p), spread));
+        const __m128i spread = _mm_unpacklo_epi16(zero, _mm_unpacklo_epi8(zero, _mm_cvtsi32_si128(m4)));
+        StoreSse2(image + 4 * x, _mm_subs_epu8(LoadSse2(image + 4 * x), spread));
     }
     return x;
 }
@@ -303,29 +335,31 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) 
                            _mm256_slli_epi32(a, 24));
 }
 
-// Whole groups of transparent sources are skipped (the destination neither
-// read nor written) and opaque ones copied. vptest answers both questions
-// straight from the source: ZF when no alpha bit is set, CF when all are.
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i LoadAvx2(const unsigned char* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+LY_TARGET_AVX2 LY_ALWAYS_INLINE void StoreAvx2(unsigned char* p, __m256i v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+}
+
+// The SSE2 loops eight pixels wide, sixteen per test. vptest answers the
+// block questions straight from the pixels: ZF when no alpha bit is set, CF
+// when all are.
 LY_TARGET_AVX2 size_t PairedPixelsAvx2(const unsigned char* s, unsigned char* d, size_t n) {
     const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
-    // Long transparent stretches are the common case in titles: look at 16
-    // pixels per test there.
     for (; x + 16 <= n; x += 16) {
-        const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x));
-        const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x + 32));
+        const __m256i s0 = LoadAvx2(s + 4 * x);
+        const __m256i s1 = LoadAvx2(s + 4 * x + 32);
         if (_mm256_testz_si256(_mm256_or_si256(s0, s1), am)) continue;
-        __m256i* d0 = reinterpret_cast<__m256i*>(d + 4 * x);
-        __m256i* d1 = reinterpret_cast<__m256i*>(d + 4 * x + 32);
+        unsigned char* dp = d + 4 * x;
         if (_mm256_testc_si256(_mm256_and_si256(s0, s1), am)) {
-            _mm256_storeu_si256(d0, s0);
-            _mm256_storeu_si256(d1, s1);
+            StoreAvx2(dp, s0);
+            StoreAvx2(dp + 32, s1);
             continue;
         }
-        // Mixed: the arithmetic also gives the right bytes for any
-        // transparent or opaque pixels among them.
-        _mm256_storeu_si256(d0, MixPairedAvx2(s0, _mm256_loadu_si256(d0)));
-        _mm256_storeu_si256(d1, MixPairedAvx2(s1, _mm256_loadu_si256(d1)));
+        StoreAvx2(dp, MixPairedAvx2(s0, LoadAvx2(dp)));
+        StoreAvx2(dp + 32, MixPairedAvx2(s1, LoadAvx2(dp + 32)));
     }
     return x + PairedPixelsSse2(s + 4 * x, d + 4 * x, n - x);
 }
@@ -334,18 +368,36 @@ LY_TARGET_AVX2 size_t MaskedPairedPixelsAvx2(const unsigned char* s, const unsig
                                              size_t n) {
     const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
     size_t x = 0;
-    for (; x + 8 <= n; x += 8) {
-        const __m128i m8 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(m + x));
-        const __m256i sv = MaskedSourceAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x)), m8);
-        if (_mm256_testz_si256(sv, am)) continue;
-        __m256i* dp = reinterpret_cast<__m256i*>(d + 4 * x);
-        if (_mm256_testc_si256(sv, am)) {
-            _mm256_storeu_si256(dp, sv);
+    for (; x + 16 <= n; x += 16) {
+        const __m128i mv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m + x));
+        if (_mm_testz_si128(mv, mv)) continue;
+        const __m256i s0 = MaskedSourceAvx2(LoadAvx2(s + 4 * x), mv);
+        const __m256i s1 = MaskedSourceAvx2(LoadAvx2(s + 4 * x + 32), _mm_unpackhi_epi64(mv, mv));
+        if (_mm256_testz_si256(_mm256_or_si256(s0, s1), am)) continue;
+        unsigned char* dp = d + 4 * x;
+        if (_mm256_testc_si256(_mm256_and_si256(s0, s1), am)) {
+            StoreAvx2(dp, s0);
+            StoreAvx2(dp + 32, s1);
             continue;
         }
-        _mm256_storeu_si256(dp, MixPairedAvx2(sv, _mm256_loadu_si256(dp)));
+        StoreAvx2(dp, MixPairedAvx2(s0, LoadAvx2(dp)));
+        StoreAvx2(dp + 32, MixPairedAvx2(s1, LoadAvx2(dp + 32)));
     }
     return x + MaskedPairedPixelsSse2(s + 4 * x, m + x, d + 4 * x, n - x);
+}
+
+LY_TARGET_AVX2 size_t SubtractAlphaAvx2(const unsigned char* s, unsigned char* d, size_t n) {
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    size_t x = 0;
+    for (; x + 16 <= n; x += 16) {
+        const __m256i s0 = LoadAvx2(s + 4 * x);
+        const __m256i s1 = LoadAvx2(s + 4 * x + 32);
+        if (_mm256_testz_si256(_mm256_or_si256(s0, s1), am)) continue;
+        unsigned char* dp = d + 4 * x;
+        StoreAvx2(dp, _mm256_subs_epu8(LoadAvx2(dp), _mm256_and_si256(s0, am)));
+        StoreAvx2(dp + 32, _mm256_subs_epu8(LoadAvx2(dp + 32), _mm256_and_si256(s1, am)));
+    }
+    return x + SubtractAlphaSse2(s + 4 * x, d + 4 * x, n - x);
 }
 
 #endif  // LY_HAVE_AVX2_KERNELS
@@ -407,7 +459,13 @@ void SubtractAlphaRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int
     const size_t n = static_cast<size_t>(width);
     size_t done = 0;
 #if LY_X86
-    if (isa != ly::Isa::Scalar) done = SubtractAlphaSse2(s, d, n);
+#if LY_HAVE_AVX2_KERNELS
+    if (isa == ly::Isa::Avx2)
+        done = SubtractAlphaAvx2(s, d, n);
+    else
+#endif
+        if (isa != ly::Isa::Scalar)
+        done = SubtractAlphaSse2(s, d, n);
 #else
     (void)isa;
 #endif

@@ -62,13 +62,14 @@ uint32_t RefBlack(uint32_t p) {
 
 // ---------------------------------------------------------------- data
 
-// Runs of transparent, opaque, repeated (the cache's case) and random pixels.
+// Runs of transparent, opaque, repeated (the row cache's case: long enough
+// to repeat whole vector blocks) and random pixels.
 void FillTitleLike(TestImage& img, std::mt19937& rng = lytest::Rng()) {
     for (int y = 0; y < img.height(); ++y) {
         unsigned char* row = img.row(y);
         lytest::FillRandomWithExtremes(row, img.rowBytes(), rng);
         for (int x = 0; x < img.width();) {
-            const int run = 1 + static_cast<int>(rng() % 20);
+            const int run = 1 + static_cast<int>(rng() % 40);
             const int kind = static_cast<int>(rng() % 4);
             const uint32_t repeat = static_cast<uint32_t>(rng());
             for (int k = 0; k < run && x < img.width(); ++k, ++x) {
@@ -161,7 +162,7 @@ uint32_t DstPixel(const Images& im, int x, int y) { return Get32(im.dst.row(y) +
 void ExpectRowOf(uint32_t pixel, uint32_t expected, const std::function<void(unsigned char*, int)>& op) {
     for (ly::Isa isa : lytest::AvailableIsas()) {
         lytest::ScopedIsa cap(isa);
-        for (int width : {1, 2, 5, 9, 20}) {
+        for (int width : {1, 2, 5, 9, 20, 40, 67}) {
             std::vector<uint32_t> row(width, pixel);
             op(reinterpret_cast<unsigned char*>(row.data()), width);
             for (int x = 0; x < width; ++x)
@@ -271,6 +272,38 @@ TEST(MixWithOpacityBlack, TwoBuffersMatchesReferenceOnEveryIsaLayoutAndPool) {
         },
         [](const Images& im, int x, int y) { return RefBlack(SrcPixel(im, x, y)); },
         [](const Images&) { return false; });
+}
+
+// Rows built of 4-pixel groups drawn from two partly transparent values (plus
+// the odd transparent or opaque group), so that whole groups and blocks repeat
+// each other in every combination: whatever the row cache remembers must be a
+// true (input, output) pair.
+TEST(MixWithOpacity, RowCacheOnRepeatingGroups) {
+    std::mt19937& rng = lytest::Rng();
+    const uint32_t palette[4] = {0x80C0A060u, 0x40102030u, 0x00FFFFFFu, 0xFF445566u};
+    for (ly::Isa isa : lytest::AvailableIsas()) {
+        lytest::ScopedIsa cap(isa);
+        for (int trial = 0; trial < 300; ++trial) {
+            const int width = 1 + static_cast<int>(rng() % 67);
+            std::vector<uint32_t> row(width);
+            for (int x = 0; x < width; x += 4) {
+                const uint32_t v = palette[rng() % 8 < 6 ? rng() % 2 : 2 + rng() % 2];
+                for (int k = x; k < std::min(width, x + 4); ++k) row[k] = v;
+            }
+            auto colour = row, black = row, copy = row;
+            std::vector<uint32_t> black2(width);
+            LyPixelUtils::MixWithOpacityColor(reinterpret_cast<unsigned char*>(colour.data()), width, 1, 4 * width,
+                                              0x20304050u);
+            LyPixelUtils::MixWithOpacityBlack(reinterpret_cast<unsigned char*>(black.data()), width, 1, 4 * width);
+            LyPixelUtils::MixWithOpacityBlack(reinterpret_cast<unsigned char*>(copy.data()), 4 * width,
+                                              reinterpret_cast<unsigned char*>(black2.data()), 4 * width, width, 1);
+            for (int x = 0; x < width; ++x) {
+                ASSERT_EQ(colour[x], RefColour(row[x], 0x20304050u)) << lytest::IsaName(isa) << " x " << x;
+                ASSERT_EQ(black[x], RefBlack(row[x])) << lytest::IsaName(isa) << " x " << x;
+                ASSERT_EQ(black2[x], RefBlack(row[x])) << lytest::IsaName(isa) << " x " << x;
+            }
+        }
+    }
 }
 
 // ---------------------------------------------------------------- refusals
