@@ -147,8 +147,8 @@ BENCHMARK(BM_OverlayColor)->ArgsProduct({{0, 1}, {1, 2}})->UseRealTime()->Unit(b
 void BM_SubtractImageWithMaskAlpha(benchmark::State& state) {
     lybench::PoolForState(state, 0);
     for (auto _ : state) {
-        LyPixelUtils::SubtractImageWithMaskAlpha(F().dst.data, kPitch, F().mask.data, lybench::kWidth,
-                                                 lybench::kWidth, lybench::kHeight);
+        LyPixelUtils::SubtractImageWithMaskAlpha(F().dst.data, kPitch, F().mask.data, lybench::kWidth, lybench::kWidth,
+                                                 lybench::kHeight);
         benchmark::DoNotOptimize(F().dst.data);
     }
     lybench::SetFrameBytes(state, kFrameBytes);
@@ -207,7 +207,10 @@ void BM_MixWithOpacityBlackTwoBuffers(benchmark::State& state) {
     }
     Label(state);
 }
-BENCHMARK(BM_MixWithOpacityBlackTwoBuffers)->ArgsProduct({{0, 1}, {1, 2}})->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MixWithOpacityBlackTwoBuffers)
+    ->ArgsProduct({{0, 1}, {1, 2}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -146,7 +146,8 @@ LY_ALWAYS_INLINE __m128i OutAlphaSse2(__m128i s, __m128i d) {
 // Weight per 32-bit lane from the alpha bytes of s and the output alpha.
 // (sA << 24) >> 17 is 128 * sA directly.
 LY_ALWAYS_INLINE __m128i WeightSse2(__m128i s, __m128i outAm) {
-    const __m128 num = _mm_cvtepi32_ps(_mm_srli_epi32(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kAlphaBits))), 17));
+    const __m128 num =
+        _mm_cvtepi32_ps(_mm_srli_epi32(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kAlphaBits))), 17));
     const __m128 den = _mm_max_ps(_mm_cvtepi32_ps(_mm_srli_epi32(outAm, 24)), _mm_set1_ps(1.0f));
     return _mm_cvttps_epi32(_mm_div_ps(num, den));
 }
@@ -268,7 +269,8 @@ size_t SubtractAlphaSse2(const unsigned char* s, unsigned char* d, size_t n) {
         for (int k = 0; k < 4; ++k)
             StoreSse2(dp + 16 * k, _mm_subs_epu8(LoadSse2(dp + 16 * k), _mm_and_si128(v[k], am)));
     }
-    for (; x + 4 <= n; x += 4) StoreSse2(d + 4 * x, _mm_subs_epu8(LoadSse2(d + 4 * x), _mm_and_si128(LoadSse2(s + 4 * x), am)));
+    for (; x + 4 <= n; x += 4)
+        StoreSse2(d + 4 * x, _mm_subs_epu8(LoadSse2(d + 4 * x), _mm_and_si128(LoadSse2(s + 4 * x), am)));
     return x;
 }
 
@@ -490,8 +492,8 @@ namespace LyPixelUtils {
 
 void MixTwoColor(uint32_t& source, uint32_t& destination) { destination = MixLone(source, destination); }
 
-void MixColor(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
-              int width, int height) {
+void MixColor(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch, int width,
+              int height) {
     if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
     ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {

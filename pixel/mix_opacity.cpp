@@ -366,8 +366,10 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE void StoreAvx2(unsigned char* p, __m256i v) {
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverBufferAvx2(__m256i sv, __m256i dv) {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i m = MultiplierAvx2(sv);
-    const __m256i lo = BufferHalfAvx2(_mm256_unpacklo_epi8(sv, zero), _mm256_unpacklo_epi8(dv, zero), SpreadAvx2(m, false));
-    const __m256i hi = BufferHalfAvx2(_mm256_unpackhi_epi8(sv, zero), _mm256_unpackhi_epi8(dv, zero), SpreadAvx2(m, true));
+    const __m256i lo =
+        BufferHalfAvx2(_mm256_unpacklo_epi8(sv, zero), _mm256_unpacklo_epi8(dv, zero), SpreadAvx2(m, false));
+    const __m256i hi =
+        BufferHalfAvx2(_mm256_unpackhi_epi8(sv, zero), _mm256_unpackhi_epi8(dv, zero), SpreadAvx2(m, true));
     return _mm256_or_si256(_mm256_packus_epi16(lo, hi), _mm256_set1_epi32(static_cast<int>(kAlphaBits)));
 }
 
@@ -409,12 +411,12 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverColourAvx2(__m256i v, __m256i c16) {
     const __m256i k256 = _mm256_set1_epi16(256);
     const __m256i m = MultiplierAvx2(v);
     const __m256i mLo = SpreadAvx2(m, false), mHi = SpreadAvx2(m, true);
-    const __m256i lo = _mm256_srli_epi16(
-        _mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mLo)), _mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), mLo)),
-        8);
-    const __m256i hi = _mm256_srli_epi16(
-        _mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mHi)), _mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), mHi)),
-        8);
+    const __m256i lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mLo)),
+                                                          _mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), mLo)),
+                                         8);
+    const __m256i hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mHi)),
+                                                          _mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), mHi)),
+                                         8);
     const __m256i opaque = _mm256_andnot_si256(_mm256_cmpeq_epi32(_mm256_and_si256(v, am), zero), am);
     return _mm256_or_si256(_mm256_packus_epi16(lo, hi), opaque);
 }
@@ -591,8 +593,8 @@ void MixWithOpacityBlack(unsigned char* image, int width, int height, int pitch)
     });
 }
 
-void MixWithOpacityBlack(const unsigned char* source, int sourcePitch, unsigned char* destination,
-                         int destinationPitch, int width, int height) {
+void MixWithOpacityBlack(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
+                         int width, int height) {
     if (width < 1 || height < 1) return;
     if (source == nullptr || destination == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
