@@ -504,8 +504,8 @@ void MixColor(const unsigned char* source, int sourcePitch, unsigned char* desti
 }
 
 void MixColor(const unsigned char*, int, const unsigned char*, int, const unsigned char*, int, int, int) {
-    // Deliberately empty: see the header. Its bands never touched a pixel,
-    // so there is nothing to hand to the pool either.
+    // Deliberately empty (see the header): there is no pixel work, so there
+    // is nothing to hand to the pool either.
 }
 
 void MixColorWithMaskAlpha(const unsigned char* source, int sourcePitch, const unsigned char* mask, int maskPitch,
