@@ -152,10 +152,10 @@ LY_ALWAYS_INLINE __m128i WeightSse2(__m128i s, __m128i outAm) {
     return _mm_cvttps_epi32(_mm_div_ps(num, den));
 }
 
-LY_ALWAYS_INLINE __m128i MixPairedSse2(__m128i s, __m128i d) {
+// B, G, R of the pair rule for a weight per 32-bit lane; the alpha byte of
+// the result is left to the caller.
+LY_ALWAYS_INLINE __m128i MoveColourSse2(__m128i s, __m128i d, __m128i w) {
     const __m128i zero = _mm_setzero_si128();
-    const __m128i outAm = OutAlphaSse2(s, d);
-    const __m128i w = WeightSse2(s, outAm);
     const __m128i w2 = _mm_or_si128(w, _mm_slli_epi32(w, 16));
     const __m128i wLo = _mm_unpacklo_epi32(w2, w2);
     const __m128i wHi = _mm_unpackhi_epi32(w2, w2);
@@ -165,8 +165,27 @@ LY_ALWAYS_INLINE __m128i MixPairedSse2(__m128i s, __m128i d) {
     const __m128i diffHi = _mm_sub_epi16(_mm_unpackhi_epi8(s, zero), dHi);
     const __m128i rLo = _mm_add_epi16(dLo, _mm_srai_epi16(_mm_mullo_epi16(diffLo, wLo), 7));
     const __m128i rHi = _mm_add_epi16(dHi, _mm_srai_epi16(_mm_mullo_epi16(diffHi, wHi), 7));
-    const __m128i colour = _mm_and_si128(_mm_packus_epi16(rLo, rHi), _mm_set1_epi32(static_cast<int>(kColourBits)));
+    return _mm_packus_epi16(rLo, rHi);
+}
+
+LY_ALWAYS_INLINE __m128i MixPairedSse2(__m128i s, __m128i d) {
+    const __m128i outAm = OutAlphaSse2(s, d);
+    const __m128i colour = _mm_and_si128(MoveColourSse2(s, d, WeightSse2(s, outAm)),
+                                         _mm_set1_epi32(static_cast<int>(kColourBits)));
     return _mm_or_si128(colour, outAm);
+}
+
+// Over an opaque destination (the title-over-video case) the output alpha is
+// 255 whatever the source, and the weight floor(128 * sA / 255) needs no
+// division: floor(x / 255) = (x * 0x8081) >> 23 for every x below 2^16.
+LY_ALWAYS_INLINE __m128i OverOpaqueWeightSse2(__m128i s) {
+    const __m128i x = _mm_srli_epi32(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kAlphaBits))), 17);
+    return _mm_srli_epi32(_mm_mulhi_epu16(x, _mm_set1_epi32(0x8081)), 7);
+}
+
+LY_ALWAYS_INLINE __m128i MixOverOpaqueSse2(__m128i s, __m128i d) {
+    return _mm_or_si128(MoveColourSse2(s, d, OverOpaqueWeightSse2(s)),
+                        _mm_set1_epi32(static_cast<int>(kAlphaBits)));
 }
 
 // Masked source for four pixels; `m4` holds the four mask bytes in its low
@@ -195,6 +214,17 @@ LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
     return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(v, am), am)) == 0xFFFF;
 }
 
+// Sixteen source pixels over the destination block at dp. An opaque
+// destination block takes the division-free form.
+LY_ALWAYS_INLINE void MixBlockSse2(const __m128i v[4], unsigned char* dp) {
+    const __m128i d[4] = {LoadSse2(dp), LoadSse2(dp + 16), LoadSse2(dp + 32), LoadSse2(dp + 48)};
+    if (FullAlphaSse2(_mm_and_si128(_mm_and_si128(d[0], d[1]), _mm_and_si128(d[2], d[3])))) {
+        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverOpaqueSse2(v[k], d[k]));
+    } else {
+        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], d[k]));
+    }
+}
+
 // Sixteen pixels per test: a transparent block is skipped (the destination
 // neither read nor written), an opaque one copied, and any other block takes
 // the arithmetic, which also gives the right bytes for the transparent and
@@ -213,7 +243,7 @@ size_t PairedPixelsSse2(const unsigned char* s, unsigned char* d, size_t n) {
             for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, v[k]);
             continue;
         }
-        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], LoadSse2(dp + 16 * k)));
+        MixBlockSse2(v, dp);
     }
     for (; x + 4 <= n; x += 4) {
         const __m128i v = LoadSse2(s + 4 * x);
@@ -245,7 +275,7 @@ size_t MaskedPairedPixelsSse2(const unsigned char* s, const unsigned char* m, un
             for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, v[k]);
             continue;
         }
-        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], LoadSse2(dp + 16 * k)));
+        MixBlockSse2(v, dp);
     }
     for (; x + 4 <= n; x += 4) {
         const __m128i v = MaskedGroupSse2(s + 4 * x, m + x);
@@ -301,19 +331,12 @@ size_t SubtractMaskSse2(unsigned char* image, const unsigned char* m, size_t n) 
 
 #if LY_HAVE_AVX2_KERNELS
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixPairedAvx2(__m256i s, __m256i d) {
+// B, G, R of the pair rule for a weight per 32-bit lane (at most 128, so one
+// byte); the alpha byte of the result is left to the caller.
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MoveColourAvx2(__m256i s, __m256i d, __m256i w) {
     const __m256i zero = _mm256_setzero_si256();
-    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
-    const __m256i sAm = _mm256_and_si256(s, am);
-    const __m256i dAm = _mm256_and_si256(d, am);
-    const __m256i shifted = _mm256_and_si256(_mm256_mulhi_epu16(sAm, dAm), am);
-    const __m256i outAm = _mm256_adds_epu8(sAm, _mm256_sub_epi8(dAm, shifted));
-    const __m256 num = _mm256_cvtepi32_ps(_mm256_srli_epi32(sAm, 17));
-    const __m256 den = _mm256_max_ps(_mm256_cvtepi32_ps(_mm256_srli_epi32(outAm, 24)), _mm256_set1_ps(1.0f));
-    const __m256i w = _mm256_cvttps_epi32(_mm256_div_ps(num, den));
-    // Each pixel's weight (one byte, at most 128) into its four 16-bit
-    // channel lanes, matching the unpacks below (both stay within 128-bit
-    // halves).
+    // Each pixel's weight into its four 16-bit channel lanes, matching the
+    // unpacks below (both stay within 128-bit halves).
     const __m256i spreadLo = _mm256_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1,  //
                                               0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1);
     const __m256i spreadHi = _mm256_setr_epi8(8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1,  //
@@ -326,7 +349,40 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixPairedAvx2(__m256i s, __m256i d) {
     const __m256i diffHi = _mm256_sub_epi16(_mm256_unpackhi_epi8(s, zero), dHi);
     const __m256i rLo = _mm256_add_epi16(dLo, _mm256_srai_epi16(_mm256_mullo_epi16(diffLo, wLo), 7));
     const __m256i rHi = _mm256_add_epi16(dHi, _mm256_srai_epi16(_mm256_mullo_epi16(diffHi, wHi), 7));
-    return _mm256_blendv_epi8(_mm256_packus_epi16(rLo, rHi), outAm, am);
+    return _mm256_packus_epi16(rLo, rHi);
+}
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixPairedAvx2(__m256i s, __m256i d) {
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m256i sAm = _mm256_and_si256(s, am);
+    const __m256i dAm = _mm256_and_si256(d, am);
+    const __m256i shifted = _mm256_and_si256(_mm256_mulhi_epu16(sAm, dAm), am);
+    const __m256i outAm = _mm256_adds_epu8(sAm, _mm256_sub_epi8(dAm, shifted));
+    const __m256 num = _mm256_cvtepi32_ps(_mm256_srli_epi32(sAm, 17));
+    const __m256 den = _mm256_max_ps(_mm256_cvtepi32_ps(_mm256_srli_epi32(outAm, 24)), _mm256_set1_ps(1.0f));
+    const __m256i w = _mm256_cvttps_epi32(_mm256_div_ps(num, den));
+    return _mm256_blendv_epi8(MoveColourAvx2(s, d, w), outAm, am);
+}
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixOverOpaqueAvx2(__m256i s, __m256i d) {
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m256i x = _mm256_srli_epi32(_mm256_and_si256(s, am), 17);
+    const __m256i w = _mm256_srli_epi32(_mm256_mulhi_epu16(x, _mm256_set1_epi32(0x8081)), 7);
+    return _mm256_or_si256(MoveColourAvx2(s, d, w), am);
+}
+
+// Sixteen source pixels over the destination block at dp.
+LY_TARGET_AVX2 LY_ALWAYS_INLINE void MixBlockAvx2(__m256i s0, __m256i s1, unsigned char* dp) {
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    const __m256i d0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(dp));
+    const __m256i d1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(dp + 32));
+    if (_mm256_testc_si256(_mm256_and_si256(d0, d1), am)) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp), MixOverOpaqueAvx2(s0, d0));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp + 32), MixOverOpaqueAvx2(s1, d1));
+    } else {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp), MixPairedAvx2(s0, d0));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp + 32), MixPairedAvx2(s1, d1));
+    }
 }
 
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) {
@@ -360,8 +416,7 @@ LY_TARGET_AVX2 size_t PairedPixelsAvx2(const unsigned char* s, unsigned char* d,
             StoreAvx2(dp + 32, s1);
             continue;
         }
-        StoreAvx2(dp, MixPairedAvx2(s0, LoadAvx2(dp)));
-        StoreAvx2(dp + 32, MixPairedAvx2(s1, LoadAvx2(dp + 32)));
+        MixBlockAvx2(s0, s1, dp);
     }
     return x + PairedPixelsSse2(s + 4 * x, d + 4 * x, n - x);
 }
@@ -382,8 +437,7 @@ LY_TARGET_AVX2 size_t MaskedPairedPixelsAvx2(const unsigned char* s, const unsig
             StoreAvx2(dp + 32, s1);
             continue;
         }
-        StoreAvx2(dp, MixPairedAvx2(s0, LoadAvx2(dp)));
-        StoreAvx2(dp + 32, MixPairedAvx2(s1, LoadAvx2(dp + 32)));
+        MixBlockAvx2(s0, s1, dp);
     }
     return x + MaskedPairedPixelsSse2(s + 4 * x, m + x, d + 4 * x, n - x);
 }
