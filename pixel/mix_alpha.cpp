@@ -214,12 +214,24 @@ LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
     return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(v, am), am)) == 0xFFFF;
 }
 
-// Sixteen source pixels over the destination block at dp. An opaque
-// destination block takes the division-free form.
+// Over a transparent destination the pair rule gives the source pixel itself
+// (outA = sA, w = 128), except that a transparent source leaves the
+// destination as it was (w = 0).
+LY_ALWAYS_INLINE __m128i MixOverClearSse2(__m128i s, __m128i d) {
+    const __m128i keep = _mm_cmpeq_epi32(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kAlphaBits))),
+                                         _mm_setzero_si128());
+    return _mm_or_si128(_mm_and_si128(keep, d), _mm_andnot_si128(keep, s));
+}
+
+// Sixteen source pixels over the destination block at dp. Opaque and
+// transparent destination blocks (video, an empty canvas) take the
+// division-free forms.
 LY_ALWAYS_INLINE void MixBlockSse2(const __m128i v[4], unsigned char* dp) {
     const __m128i d[4] = {LoadSse2(dp), LoadSse2(dp + 16), LoadSse2(dp + 32), LoadSse2(dp + 48)};
     if (FullAlphaSse2(_mm_and_si128(_mm_and_si128(d[0], d[1]), _mm_and_si128(d[2], d[3])))) {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverOpaqueSse2(v[k], d[k]));
+    } else if (NoAlphaSse2(_mm_or_si128(_mm_or_si128(d[0], d[1]), _mm_or_si128(d[2], d[3])))) {
+        for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverClearSse2(v[k], d[k]));
     } else {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], d[k]));
     }
@@ -371,6 +383,11 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixOverOpaqueAvx2(__m256i s, __m256i d) 
     return _mm256_or_si256(MoveColourAvx2(s, d, w), am);
 }
 
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MixOverClearAvx2(__m256i s, __m256i d) {
+    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
+    return _mm256_blendv_epi8(s, d, _mm256_cmpeq_epi32(_mm256_and_si256(s, am), _mm256_setzero_si256()));
+}
+
 // Sixteen source pixels over the destination block at dp.
 LY_TARGET_AVX2 LY_ALWAYS_INLINE void MixBlockAvx2(__m256i s0, __m256i s1, unsigned char* dp) {
     const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
@@ -379,6 +396,9 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE void MixBlockAvx2(__m256i s0, __m256i s1, unsign
     if (_mm256_testc_si256(_mm256_and_si256(d0, d1), am)) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp), MixOverOpaqueAvx2(s0, d0));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp + 32), MixOverOpaqueAvx2(s1, d1));
+    } else if (_mm256_testz_si256(_mm256_or_si256(d0, d1), am)) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp), MixOverClearAvx2(s0, d0));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp + 32), MixOverClearAvx2(s1, d1));
     } else {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp), MixPairedAvx2(s0, d0));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dp + 32), MixPairedAvx2(s1, d1));
