@@ -9,9 +9,11 @@
 // are for; 2 random bytes over opaque video. The single-image operations use
 // the scene's source only.
 //
-// Operations that change what they read next time (the in-place ones, and
-// the over operator, which drives the destination's alpha up) start every
-// iteration from a fresh copy made outside the timing.
+// Operations that change what they read next time start every iteration
+// from a fresh copy made outside the timing: the in-place flattening (which
+// leaves everything opaque) and the over operator on a random background
+// (which drives its alpha up). Over opaque video the over operator keeps the
+// background opaque, so there it runs on without the copy.
 
 #include <algorithm>
 #include <cstring>
@@ -137,8 +139,9 @@ void BM_MixColor(benchmark::State& state) {
     lybench::PoolForState(state, 1);
     const unsigned char* s = Source(state);
     PrepareBackground(state);
+    std::memcpy(F().dst.data, F().start.data, kFrameBytes);
     for (auto _ : state) {
-        Restore(state, F().dst.data);
+        if (state.range(0) == 0) Restore(state, F().dst.data);
         LyPixelUtils::MixColor(s, kPitch, F().dst.data, kPitch, lybench::kWidth, lybench::kHeight);
         benchmark::DoNotOptimize(F().dst.data);
     }
@@ -150,8 +153,9 @@ void BM_MixColorWithMaskAlpha(benchmark::State& state) {
     lybench::PoolForState(state, 1);
     const unsigned char* s = Source(state);
     PrepareBackground(state);
+    std::memcpy(F().dst.data, F().start.data, kFrameBytes);
     for (auto _ : state) {
-        Restore(state, F().dst.data);
+        if (state.range(0) == 0) Restore(state, F().dst.data);
         LyPixelUtils::MixColorWithMaskAlpha(s, kPitch, F().mask.data, lybench::kWidth, F().dst.data, kPitch,
                                             lybench::kWidth, lybench::kHeight);
         benchmark::DoNotOptimize(F().dst.data);
