@@ -178,8 +178,10 @@ LY_ALWAYS_INLINE __m128i OverColourSse2(__m128i p, __m128i c16) {
 LY_ALWAYS_INLINE __m128i OverBlackSse2(__m128i p) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i m = MultiplierSse2(p);
-    const __m128i lo = _mm_srli_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(p, zero), SpreadSse2(m, false)), 8);
-    const __m128i hi = _mm_srli_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(p, zero), SpreadSse2(m, true)), 8);
+    // Unpacking below a zero byte gives p * 256, and the high half of its
+    // product with the multiplier is floor(p * m / 256).
+    const __m128i lo = _mm_mulhi_epu16(_mm_unpacklo_epi8(zero, p), SpreadSse2(m, false));
+    const __m128i hi = _mm_mulhi_epu16(_mm_unpackhi_epi8(zero, p), SpreadSse2(m, true));
     return _mm_or_si128(_mm_packus_epi16(lo, hi), _mm_set1_epi32(static_cast<int>(kOpaqueBlack)));
 }
 
@@ -424,8 +426,8 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverColourAvx2(__m256i v, __m256i c16) {
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverBlackAvx2(__m256i v) {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i m = MultiplierAvx2(v);
-    const __m256i lo = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), SpreadAvx2(m, false)), 8);
-    const __m256i hi = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), SpreadAvx2(m, true)), 8);
+    const __m256i lo = _mm256_mulhi_epu16(_mm256_unpacklo_epi8(zero, v), SpreadAvx2(m, false));
+    const __m256i hi = _mm256_mulhi_epu16(_mm256_unpackhi_epi8(zero, v), SpreadAvx2(m, true));
     return _mm256_or_si256(_mm256_packus_epi16(lo, hi), _mm256_set1_epi32(static_cast<int>(kOpaqueBlack)));
 }
 
