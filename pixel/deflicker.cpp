@@ -1,10 +1,11 @@
 // Vertical softening of 32-bit images against interlace flicker.
 //
-// The filters are exact integer sums of at most 16 * 255 shifted right with
-// truncation, so 16-bit lanes hold them without loss and every instruction set
-// gives the same bytes. Only the interior is written: each output pixel needs
-// its neighbours above and below (and, at the high quality, left and right),
-// and the outer ring has none on one side.
+// The filters are exact integer sums shifted right with truncation, so every
+// instruction set gives the same bytes: the vector forms of the two vertical
+// filters are nested byte averages with the same floor, the 3 x 3 one sums in
+// 16-bit lanes (at most 16 * 255). Only the interior is written: each output
+// pixel needs its neighbours above and below (and, at the high quality, left
+// and right), and the outer ring has none on one side.
 
 #include <cstddef>
 #include <cstdint>
@@ -61,30 +62,32 @@ inline __m128i Load128(const unsigned char* p) { return _mm_loadu_si128(reinterp
 inline __m128i Load64(const unsigned char* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); }
 inline void Store128(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
-// (Outer * (a + b) + Centre * c) >> 7 on 16-bit lanes; at most 128 * 255.
-template <unsigned Outer, unsigned Centre>
-inline __m128i Vertical16(__m128i a, __m128i c, __m128i b) {
-    const __m128i outer = _mm_mullo_epi16(_mm_add_epi16(a, b), _mm_set1_epi16(Outer));
-    const __m128i centre = _mm_mullo_epi16(c, _mm_set1_epi16(Centre));
-    return _mm_srli_epi16(_mm_add_epi16(outer, centre), 7);
+// The two vertical filters are (a + 6c + b) >> 3 and (a + 2c + b) >> 2 (the
+// weights in 1/128 divide out exactly). Both are nested floor averages of
+// bytes, which needs no widening:
+//   floor((x + y + 2z) / 4) = favg(favg(x, y), z)
+//   floor((a + b + 6c) / 8) = floor((favg(a, b) + 3c) / 4) = favg(favg(favg(a, b), c), c)
+// (the bit dropped by each inner average can never carry into the result).
+// pavgb rounds up; on complemented bytes it rounds down: favg(x, y) =
+// ~pavgb(~x, ~y), and the complements of the nested averages cancel.
+template <bool Low>
+inline __m128i VerticalBytesSse2(__m128i a, __m128i c, __m128i b) {
+    const __m128i ones = _mm_set1_epi8(-1);
+    const __m128i nc = _mm_xor_si128(c, ones);
+    __m128i n = _mm_avg_epu8(_mm_avg_epu8(_mm_xor_si128(a, ones), _mm_xor_si128(b, ones)), nc);
+    if constexpr (Low) n = _mm_avg_epu8(n, nc);
+    return _mm_xor_si128(n, ones);
 }
 
 template <unsigned Outer, unsigned Centre>
 void VerticalRowSse2(const unsigned char* a, const unsigned char* c, const unsigned char* b, unsigned char* d,
                      int width) {
-    const __m128i zero = _mm_setzero_si128();
+    static_assert((Outer == 16 && Centre == 96) || (Outer == 32 && Centre == 64));
+    constexpr bool kLow = Outer == 16;
     size_t i = 4;
     const size_t end = static_cast<size_t>(width - 1) * 4;
-    for (; end - i >= 16; i += 16) {
-        const __m128i va = Load128(a + i);
-        const __m128i vc = Load128(c + i);
-        const __m128i vb = Load128(b + i);
-        const __m128i lo = Vertical16<Outer, Centre>(_mm_unpacklo_epi8(va, zero), _mm_unpacklo_epi8(vc, zero),
-                                                     _mm_unpacklo_epi8(vb, zero));
-        const __m128i hi = Vertical16<Outer, Centre>(_mm_unpackhi_epi8(va, zero), _mm_unpackhi_epi8(vc, zero),
-                                                     _mm_unpackhi_epi8(vb, zero));
-        Store128(d + i, _mm_packus_epi16(lo, hi));
-    }
+    for (; end - i >= 16; i += 16)
+        Store128(d + i, VerticalBytesSse2<kLow>(Load128(a + i), Load128(c + i), Load128(b + i)));
     VerticalBytesScalar<Outer, Centre>(a, c, b, d, i, end);
 }
 
@@ -140,101 +143,148 @@ void BinomialRowSse2(const unsigned char* a, const unsigned char* c, const unsig
 
 // ------------------------------------------------------------ AVX2 rows
 
-template <unsigned Outer, unsigned Centre>
-LY_TARGET_AVX2 inline __m256i Vertical16Avx2(__m256i a, __m256i c, __m256i b) {
-    const __m256i outer = _mm256_mullo_epi16(_mm256_add_epi16(a, b), _mm256_set1_epi16(Outer));
-    const __m256i centre = _mm256_mullo_epi16(c, _mm256_set1_epi16(Centre));
-    return _mm256_srli_epi16(_mm256_add_epi16(outer, centre), 7);
+template <bool Low>
+LY_TARGET_AVX2 inline __m256i VerticalBytesAvx2(__m256i a, __m256i c, __m256i b) {
+    const __m256i ones = _mm256_set1_epi8(-1);
+    const __m256i nc = _mm256_xor_si256(c, ones);
+    __m256i n = _mm256_avg_epu8(_mm256_avg_epu8(_mm256_xor_si256(a, ones), _mm256_xor_si256(b, ones)), nc);
+    if constexpr (Low) n = _mm256_avg_epu8(n, nc);
+    return _mm256_xor_si256(n, ones);
 }
 
-// The in-lane unpacks and the in-lane pack undo each other's byte order, so
-// no cross-lane permute is needed.
 template <unsigned Outer, unsigned Centre>
 LY_TARGET_AVX2 void VerticalRowAvx2(const unsigned char* a, const unsigned char* c, const unsigned char* b,
                                     unsigned char* d, int width) {
-    const __m256i zero = _mm256_setzero_si256();
+    constexpr bool kLow = Outer == 16;
     size_t i = 4;
     const size_t end = static_cast<size_t>(width - 1) * 4;
     for (; end - i >= 32; i += 32) {
         const __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + i));
         const __m256i vc = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c + i));
         const __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + i));
-        const __m256i lo = Vertical16Avx2<Outer, Centre>(
-            _mm256_unpacklo_epi8(va, zero), _mm256_unpacklo_epi8(vc, zero), _mm256_unpacklo_epi8(vb, zero));
-        const __m256i hi = Vertical16Avx2<Outer, Centre>(
-            _mm256_unpackhi_epi8(va, zero), _mm256_unpackhi_epi8(vc, zero), _mm256_unpackhi_epi8(vb, zero));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), _mm256_packus_epi16(lo, hi));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), VerticalBytesAvx2<kLow>(va, vc, vb));
+    }
+    if (end - i >= 16) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i),
+                         VerticalBytesSse2<kLow>(Load128(a + i), Load128(c + i), Load128(b + i)));
+        i += 16;
     }
     VerticalBytesScalar<Outer, Centre>(a, c, b, d, i, end);
 }
 
-// Column sums of the four pixels at `offset`.
-LY_TARGET_AVX2 inline __m256i ColumnSum4(const unsigned char* a, const unsigned char* c, const unsigned char* b,
-                                         size_t offset) {
-    const __m256i va = _mm256_cvtepu8_epi16(Load128(a + offset));
-    const __m256i vc = _mm256_cvtepu8_epi16(Load128(c + offset));
-    const __m256i vb = _mm256_cvtepu8_epi16(Load128(b + offset));
-    return _mm256_add_epi16(_mm256_add_epi16(va, vb), _mm256_add_epi16(vc, vc));
+// The binomial is separable: h = left + 2 * centre + right along each source
+// row, then (h above + 2 * h centre + h below) >> 4. Walking down a column
+// strip computes h once per source row and reuses it for the three output
+// rows it touches, where a row-at-a-time pass would widen and sum every
+// source row three times. Strips are 16 pixels (one cache line of each row)
+// wide and blocks of rows are short, so the lines of one block stay in L1
+// while the strip moves right.
+constexpr int kBinomialBlockRows = 8;
+
+// h of 8 pixels at byte offset `o` as two vectors of 16-bit lanes, in the
+// order the in-lane unpacks leave them (the in-lane pack restores it).
+LY_TARGET_AVX2 inline void HorizontalSums8(const unsigned char* row, size_t o, __m256i& lo, __m256i& hi) {
+    const __m256i left = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + o - 4));
+    const __m256i centre = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + o));
+    const __m256i right = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + o + 4));
+    const __m256i oneTwo = _mm256_set1_epi16(0x0201);  // left * 1 + centre * 2
+    const __m256i zero = _mm256_setzero_si256();
+    lo = _mm256_add_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(left, centre), oneTwo),
+                          _mm256_unpacklo_epi8(right, zero));
+    hi = _mm256_add_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(left, centre), oneTwo),
+                          _mm256_unpackhi_epi8(right, zero));
 }
 
-// `prev` holds the column sums of pixels x - 1 .. x + 2 and `next` those of
-// x + 3 .. x + 6; the result is outputs x .. x + 3 (before packing).
-LY_TARGET_AVX2 inline __m256i Binomial4Avx2(__m256i prev, __m256i next) {
-    const __m256i right = _mm256_permute2x128_si256(prev, next, 0x21);  // x + 1 .. x + 4
-    const __m256i centre = _mm256_alignr_epi8(right, prev, 8);          // x .. x + 3
-    return _mm256_srli_epi16(
-        _mm256_add_epi16(_mm256_add_epi16(prev, right), _mm256_add_epi16(centre, centre)), 4);
+LY_TARGET_AVX2 inline __m256i VerticalBinomial(__m256i above, __m256i centre, __m256i below) {
+    return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(above, below), _mm256_add_epi16(centre, centre)), 4);
 }
 
-LY_TARGET_AVX2 void BinomialRowAvx2(const unsigned char* a, const unsigned char* c, const unsigned char* b,
-                                    unsigned char* d, int width) {
-    int x = 1;
+// Output rows 0 .. rows - 1 below `c` (the first output row's centre row).
+LY_TARGET_AVX2 void BinomialRowsAvx2(const unsigned char* c, int srcPitch, unsigned char* d, int dstPitch, int width,
+                                     int rows) {
     const int end = width - 1;
-    // Eight outputs per step read pixels x - 1 .. x + 10.
-    if (end - x >= 10) {
-        __m256i prev = ColumnSum4(a, c, b, 0);
-        for (; end - x >= 10; x += 8) {
-            const __m256i n1 = ColumnSum4(a, c, b, static_cast<size_t>(x + 3) * 4);
-            const __m256i n2 = ColumnSum4(a, c, b, static_cast<size_t>(x + 7) * 4);
-            const __m256i packed = _mm256_packus_epi16(Binomial4Avx2(prev, n1), Binomial4Avx2(n1, n2));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + static_cast<size_t>(x) * 4),
-                                _mm256_permute4x64_epi64(packed, 0xD8));
-            prev = n2;
+    for (int r0 = 0; r0 < rows; r0 += kBinomialBlockRows) {
+        const int blockRows = rows - r0 < kBinomialBlockRows ? rows - r0 : kBinomialBlockRows;
+        const unsigned char* top = ly::RowAt(c, srcPitch, r0 - 1);
+        unsigned char* out = ly::RowAt(d, dstPitch, r0);
+        int x = 1;
+        // Sixteen outputs per step read pixels x - 1 .. x + 16.
+        for (; end - x >= 16; x += 16) {
+            const size_t o = static_cast<size_t>(x) * 4;
+            const unsigned char* s = top;
+            __m256i aboveLo0, aboveHi0, aboveLo1, aboveHi1, centreLo0, centreHi0, centreLo1, centreHi1;
+            HorizontalSums8(s, o, aboveLo0, aboveHi0);
+            HorizontalSums8(s, o + 32, aboveLo1, aboveHi1);
+            s += srcPitch;
+            HorizontalSums8(s, o, centreLo0, centreHi0);
+            HorizontalSums8(s, o + 32, centreLo1, centreHi1);
+            s += srcPitch;
+            unsigned char* q = out + o;
+            for (int k = 0; k < blockRows; ++k, s += srcPitch, q += dstPitch) {
+                __m256i belowLo, belowHi;
+                HorizontalSums8(s, o, belowLo, belowHi);
+                _mm256_storeu_si256(reinterpret_cast<__m256i*>(q),
+                                    _mm256_packus_epi16(VerticalBinomial(aboveLo0, centreLo0, belowLo),
+                                                        VerticalBinomial(aboveHi0, centreHi0, belowHi)));
+                aboveLo0 = centreLo0;
+                aboveHi0 = centreHi0;
+                centreLo0 = belowLo;
+                centreHi0 = belowHi;
+                HorizontalSums8(s, o + 32, belowLo, belowHi);
+                _mm256_storeu_si256(reinterpret_cast<__m256i*>(q + 32),
+                                    _mm256_packus_epi16(VerticalBinomial(aboveLo1, centreLo1, belowLo),
+                                                        VerticalBinomial(aboveHi1, centreHi1, belowHi)));
+                aboveLo1 = centreLo1;
+                aboveHi1 = centreHi1;
+                centreLo1 = belowLo;
+                centreHi1 = belowHi;
+            }
         }
+        const unsigned char* centre = ly::RowAt(c, srcPitch, r0);
+        for (int k = 0; k < blockRows; ++k, centre += srcPitch, out += dstPitch)
+            BinomialPixelsSse2(centre - srcPitch, centre, centre + srcPitch, out, x, end);
     }
-    BinomialPixelsSse2(a, c, b, d, x, end);
 }
 
 #endif  // LY_X86
 
-DeflickerRowFn ChooseRow(ELyDeflickerQuality quality) {
+// Output rows 0 .. rows - 1 below `c`, one row kernel call per row.
+using DeflickerRowsFn = void (*)(const unsigned char* c, int srcPitch, unsigned char* d, int dstPitch, int width,
+                                 int rows);
+
+template <DeflickerRowFn Row>
+void EachRow(const unsigned char* c, int srcPitch, unsigned char* d, int dstPitch, int width, int rows) {
+    for (int r = 0; r < rows; ++r, c += srcPitch, d += dstPitch) Row(c - srcPitch, c, c + srcPitch, d, width);
+}
+
+DeflickerRowsFn ChooseRows(ELyDeflickerQuality quality) {
     const ly::Isa isa = ly::ActiveIsa();
     (void)isa;
     switch (quality) {
     case DeflickerQuality_Low:
 #if LY_X86
-        if (isa == ly::Isa::Avx2) return VerticalRowAvx2<16, 96>;
-        if (isa == ly::Isa::Sse2) return VerticalRowSse2<16, 96>;
+        if (isa == ly::Isa::Avx2) return EachRow<VerticalRowAvx2<16, 96>>;
+        if (isa == ly::Isa::Sse2) return EachRow<VerticalRowSse2<16, 96>>;
 #endif
-        return VerticalRowScalar<16, 96>;
+        return EachRow<VerticalRowScalar<16, 96>>;
     case DeflickerQuality_Medium:
 #if LY_X86
-        if (isa == ly::Isa::Avx2) return VerticalRowAvx2<32, 64>;
-        if (isa == ly::Isa::Sse2) return VerticalRowSse2<32, 64>;
+        if (isa == ly::Isa::Avx2) return EachRow<VerticalRowAvx2<32, 64>>;
+        if (isa == ly::Isa::Sse2) return EachRow<VerticalRowSse2<32, 64>>;
 #endif
-        return VerticalRowScalar<32, 64>;
+        return EachRow<VerticalRowScalar<32, 64>>;
     case DeflickerQuality_High:
 #if LY_X86
-        if (isa == ly::Isa::Avx2) return BinomialRowAvx2;
-        if (isa == ly::Isa::Sse2) return BinomialRowSse2;
+        if (isa == ly::Isa::Avx2) return BinomialRowsAvx2;
+        if (isa == ly::Isa::Sse2) return EachRow<BinomialRowSse2>;
 #endif
-        return BinomialRowScalar;
+        return EachRow<BinomialRowScalar>;
     }
     return nullptr;
 }
 
 struct InteriorJob {
-    DeflickerRowFn row;
+    DeflickerRowsFn rows;
     const unsigned char* src;
     int srcPitch;
     unsigned char* dst;
@@ -242,11 +292,9 @@ struct InteriorJob {
     int width;
 
     // Interior rows are numbered from 0 = image row 1.
-    void operator()(int firstRow, int rows) const {
-        const unsigned char* c = ly::RowAt(src, srcPitch, firstRow + 1);
-        unsigned char* d = ly::RowAt(dst, dstPitch, firstRow + 1);
-        for (int r = 0; r < rows; ++r, c += srcPitch, d += dstPitch)
-            row(c - srcPitch, c, c + srcPitch, d, width);
+    void operator()(int firstRow, int count) const {
+        rows(ly::RowAt(src, srcPitch, firstRow + 1), srcPitch, ly::RowAt(dst, dstPitch, firstRow + 1), dstPitch,
+             width, count);
     }
 };
 
@@ -257,10 +305,10 @@ namespace LyPixelUtils {
 int DefickerImage(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch, int width, int height,
                   ELyDeflickerQuality quality) {
     if (src == nullptr || dst == nullptr) return 0;
-    const DeflickerRowFn row = ChooseRow(quality);
-    if (row == nullptr || width < 3 || height < 3) return 0;
+    const DeflickerRowsFn kernel = ChooseRows(quality);
+    if (kernel == nullptr || width < 3 || height < 3) return 0;
 
-    const InteriorJob job{row, src, srcPitch, dst, dstPitch, width};
+    const InteriorJob job{kernel, src, srcPitch, dst, dstPitch, width};
     const int interior = height - 2;
     // The hand-off threshold looks at the whole image, the bands cover only
     // the interior rows: (height - 2) / threads each, the last one the rest.
