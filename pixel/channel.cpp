@@ -25,12 +25,6 @@ inline unsigned char LumaOf(const unsigned char* px) {
     return static_cast<unsigned char>((kWeightG * px[1] + kWeightR * px[2] + kWeightB * px[0]) >> 14);
 }
 
-inline uint32_t Load32(const unsigned char* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
-
 inline void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
 
 // ------------------------------------------------------------ scalar rows
