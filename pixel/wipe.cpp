@@ -37,6 +37,9 @@ void PatternRowScalar(const unsigned char* a, const unsigned char* b, const unsi
 
 #if LY_X86
 
+// Branch-free selects: whole vectors from one image are common in a wipe, but
+// skipping the other image's load measured no gain (the row is streamed in
+// either way), and random patterns would pay for mispredictions.
 void PatternRowSse2(const unsigned char* a, const unsigned char* b, const unsigned char* pattern, unsigned char* d,
                     int width, unsigned char progress) {
     const __m128i level = _mm_set1_epi32(progress);
@@ -45,20 +48,10 @@ void PatternRowSse2(const unsigned char* a, const unsigned char* b, const unsign
     for (; width - x >= 4; x += 4, a += 16, b += 16, pattern += 16, d += 16) {
         const __m128i p = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern)), low);
         const __m128i takeB = _mm_cmpgt_epi32(p, level);
-        const int mask = _mm_movemask_ps(_mm_castsi128_ps(takeB));
-        // Wipe patterns are mostly wide areas on one side of the edge; there
-        // only one of the two images needs to be read.
-        __m128i out;
-        if (mask == 0) {
-            out = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-        } else if (mask == 0xF) {
-            out = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
-        } else {
-            const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-            const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
-            out = _mm_or_si128(_mm_and_si128(takeB, vb), _mm_andnot_si128(takeB, va));
-        }
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), out);
+        const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+        const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d),
+                         _mm_or_si128(_mm_and_si128(takeB, vb), _mm_andnot_si128(takeB, va)));
     }
     PatternRowScalar(a, b, pattern, d, width - x, progress);
 }
@@ -71,16 +64,8 @@ LY_TARGET_AVX2 void PatternRowAvx2(const unsigned char* a, const unsigned char* 
     for (; width - x >= 8; x += 8, a += 32, b += 32, pattern += 32, d += 32) {
         const __m256i p = _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(pattern)), low);
         const __m256i takeB = _mm256_cmpgt_epi32(p, level);
-        const int mask = _mm256_movemask_ps(_mm256_castsi256_ps(takeB));
-        __m256i out;
-        if (mask == 0) {
-            out = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
-        } else if (mask == 0xFF) {
-            out = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
-        } else {
-            out = _mm256_blendv_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
-                                     _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)), takeB);
-        }
+        const __m256i out = _mm256_blendv_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
+                                               _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)), takeB);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), out);
     }
     PatternRowSse2(a, b, pattern, d, width - x, progress);

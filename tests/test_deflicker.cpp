@@ -64,7 +64,8 @@ TEST(DeflickerKnownValues, HorizontalLine) {
 
 TEST(DeflickerKnownValues, VerticalQualitiesIgnoreNeighbourColumns) {
     // A vertical line only changes the column it is in.
-    const std::vector<int> v = Response(DeflickerQuality_Medium, {{3, 0}, {3, 1}, {3, 2}, {3, 3}, {3, 4}, {3, 5}, {3, 6}});
+    const std::vector<int> v =
+        Response(DeflickerQuality_Medium, {{3, 0}, {3, 1}, {3, 2}, {3, 3}, {3, 4}, {3, 5}, {3, 6}});
     for (int r = 0; r < 5; ++r)
         for (int x = 0; x < 5; ++x) EXPECT_EQ(v[r * 5 + x], x == 2 ? 255 : 0);
 }
@@ -115,7 +116,8 @@ TEST(DeflickerRefusals, BadArgumentsReturnZeroAndWriteNothing) {
           "null source");
     check(LyPixelUtils::DefickerImage(src.data(), src.pitch(), nullptr, dst.pitch(), 9, 9, DeflickerQuality_Low),
           "null destination");
-    for (auto [w, h] : std::vector<std::pair<int, int>>{{2, 9}, {9, 2}, {1, 1}, {0, 9}, {9, 0}, {-5, 9}, {INT32_MIN, 3}})
+    const std::vector<std::pair<int, int>> tooSmall = {{2, 9}, {9, 2}, {1, 1}, {0, 9}, {9, 0}, {-5, 9}, {INT32_MIN, 3}};
+    for (auto [w, h] : tooSmall)
         for (auto q : kQualities)
             check(LyPixelUtils::DefickerImage(src.data(), src.pitch(), dst.data(), dst.pitch(), w, h, q), "size");
 }
