@@ -1,6 +1,7 @@
 // Channel extraction, bit-depth conversion, deflicker and wipe on 1920x1080
 // frames, against memcpy of comparable bytes and libyuv's nearest operations.
 // Arguments: pool size (1 or 2), then the instruction-set cap (1 SSE2, 2 AVX2).
+// Times are wall-clock, since pooled runs work on other threads.
 
 #include <cstring>
 
@@ -37,7 +38,7 @@ void PoolAndIsa(benchmark::internal::Benchmark* b) {
     b->ArgNames({"pool", "isa"});
     for (int pool : {1, 2})
         for (int isa : {1, 2}) b->Args({pool, isa});
-    b->Unit(benchmark::kMicrosecond);
+    b->Unit(benchmark::kMicrosecond)->UseRealTime();
 }
 
 // ------------------------------------------------------------ memcpy references
@@ -53,7 +54,12 @@ void BM_Memcpy(benchmark::State& state) {
 }
 // A whole 32-bit frame; an 8-bit frame; and 5 bytes per pixel, which moves as
 // many bytes as reading a 32-bit frame and writing an 8-bit one.
-BENCHMARK(BM_Memcpy)->Arg(4 * kPixels)->Arg(kPixels)->Arg(5 * kPixels / 2)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Memcpy)
+    ->Arg(4 * kPixels)
+    ->Arg(kPixels)
+    ->Arg(5 * kPixels / 2)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
 
 // ------------------------------------------------------------ channels
 
@@ -122,7 +128,7 @@ void BM_DefickerImage(benchmark::State& state) {
 BENCHMARK(BM_DefickerImage)
     ->ArgNames({"pool", "isa", "quality"})
     ->ArgsProduct({{1, 2}, {1, 2}, {1, 2, 3}})
-    ->Unit(benchmark::kMicrosecond);
+    ->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 // ------------------------------------------------------------ wipe
 
@@ -149,7 +155,7 @@ void BM_WipePatternImage(benchmark::State& state) {
 BENCHMARK(BM_WipePatternImage)
     ->ArgNames({"pool", "isa", "pattern"})
     ->ArgsProduct({{1, 2}, {1, 2}, {0, 1, 2}})
-    ->Unit(benchmark::kMicrosecond);
+    ->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 // ------------------------------------------------------------ libyuv (single thread)
 
@@ -163,7 +169,7 @@ void BM_LibyuvARGBGray(benchmark::State& state) {
     }
     lybench::SetFrameBytes(state, 8 * kPixels);
 }
-BENCHMARK(BM_LibyuvARGBGray)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LibyuvARGBGray)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void BM_LibyuvARGBExtractAlpha(benchmark::State& state) {
     Frame src(4 * kPixels), dst(kPixels, 2);
@@ -173,7 +179,7 @@ void BM_LibyuvARGBExtractAlpha(benchmark::State& state) {
     }
     lybench::SetFrameBytes(state, 5 * kPixels);
 }
-BENCHMARK(BM_LibyuvARGBExtractAlpha)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LibyuvARGBExtractAlpha)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void BM_LibyuvARGBToJ400(benchmark::State& state) {
     Frame src(4 * kPixels), dst(kPixels, 2);
@@ -183,7 +189,7 @@ void BM_LibyuvARGBToJ400(benchmark::State& state) {
     }
     lybench::SetFrameBytes(state, 5 * kPixels);
 }
-BENCHMARK(BM_LibyuvARGBToJ400)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LibyuvARGBToJ400)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void BM_LibyuvJ400ToARGB(benchmark::State& state) {
     Frame src(kPixels), dst(4 * kPixels, 2);
@@ -193,7 +199,7 @@ void BM_LibyuvJ400ToARGB(benchmark::State& state) {
     }
     lybench::SetFrameBytes(state, 5 * kPixels);
 }
-BENCHMARK(BM_LibyuvJ400ToARGB)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LibyuvJ400ToARGB)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 #endif
 
