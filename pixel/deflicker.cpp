@@ -195,8 +195,31 @@ LY_TARGET_AVX2 inline void HorizontalSums8(const unsigned char* row, size_t o, _
                           _mm256_unpackhi_epi8(right, zero));
 }
 
-LY_TARGET_AVX2 inline __m256i VerticalBinomial(__m256i above, __m256i centre, __m256i below) {
-    return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(above, below), _mm256_add_epi16(centre, centre)), 4);
+// One 8-pixel column of a strip walking down: h of the last source row read
+// and the sum of the last two h. Output = (previous pair + next pair) >> 4,
+// since h above + 2 h centre + h below = (above + centre) + (centre + below).
+struct BinomialColumn8 {
+    __m256i hLo, hHi, pairLo, pairHi;
+};
+
+LY_TARGET_AVX2 inline void StartColumn(BinomialColumn8& col, const unsigned char* top, int pitch, size_t o) {
+    __m256i lo, hi;
+    HorizontalSums8(top, o, lo, hi);
+    HorizontalSums8(top + pitch, o, col.hLo, col.hHi);
+    col.pairLo = _mm256_add_epi16(lo, col.hLo);
+    col.pairHi = _mm256_add_epi16(hi, col.hHi);
+}
+
+// Takes in the source row `row` and stores the output row it completes.
+LY_TARGET_AVX2 inline void StepColumn(BinomialColumn8& col, const unsigned char* row, size_t o, unsigned char* out) {
+    __m256i lo, hi;
+    HorizontalSums8(row, o, lo, hi);
+    const __m256i pairLo = _mm256_add_epi16(col.hLo, lo);
+    const __m256i pairHi = _mm256_add_epi16(col.hHi, hi);
+    const __m256i outLo = _mm256_srli_epi16(_mm256_add_epi16(col.pairLo, pairLo), 4);
+    const __m256i outHi = _mm256_srli_epi16(_mm256_add_epi16(col.pairHi, pairHi), 4);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_packus_epi16(outLo, outHi));
+    col = {lo, hi, pairLo, pairHi};
 }
 
 // Output rows 0 .. rows - 1 below `c` (the first output row's centre row).
@@ -211,33 +234,14 @@ LY_TARGET_AVX2 void BinomialRowsAvx2(const unsigned char* c, int srcPitch, unsig
         // Sixteen outputs per step read pixels x - 1 .. x + 16.
         for (; end - x >= 16; x += 16) {
             const size_t o = static_cast<size_t>(x) * 4;
-            const unsigned char* s = top;
-            __m256i aboveLo0, aboveHi0, aboveLo1, aboveHi1, centreLo0, centreHi0, centreLo1, centreHi1;
-            HorizontalSums8(s, o, aboveLo0, aboveHi0);
-            HorizontalSums8(s, o + 32, aboveLo1, aboveHi1);
-            s += srcPitch;
-            HorizontalSums8(s, o, centreLo0, centreHi0);
-            HorizontalSums8(s, o + 32, centreLo1, centreHi1);
-            s += srcPitch;
+            BinomialColumn8 first, second;
+            StartColumn(first, top, srcPitch, o);
+            StartColumn(second, top, srcPitch, o + 32);
+            const unsigned char* s = top + 2 * static_cast<ptrdiff_t>(srcPitch);
             unsigned char* q = out + o;
             for (int k = 0; k < blockRows; ++k, s += srcPitch, q += dstPitch) {
-                __m256i belowLo, belowHi;
-                HorizontalSums8(s, o, belowLo, belowHi);
-                _mm256_storeu_si256(reinterpret_cast<__m256i*>(q),
-                                    _mm256_packus_epi16(VerticalBinomial(aboveLo0, centreLo0, belowLo),
-                                                        VerticalBinomial(aboveHi0, centreHi0, belowHi)));
-                aboveLo0 = centreLo0;
-                aboveHi0 = centreHi0;
-                centreLo0 = belowLo;
-                centreHi0 = belowHi;
-                HorizontalSums8(s, o + 32, belowLo, belowHi);
-                _mm256_storeu_si256(reinterpret_cast<__m256i*>(q + 32),
-                                    _mm256_packus_epi16(VerticalBinomial(aboveLo1, centreLo1, belowLo),
-                                                        VerticalBinomial(aboveHi1, centreHi1, belowHi)));
-                aboveLo1 = centreLo1;
-                aboveHi1 = centreHi1;
-                centreLo1 = belowLo;
-                centreHi1 = belowHi;
+                StepColumn(first, s, o, q);
+                StepColumn(second, s, o + 32, q + 32);
             }
         }
         const unsigned char* centre = ly::RowAt(c, srcPitch, r0);
