@@ -123,9 +123,9 @@ LYAVUTILS_API int DefickerImage(const unsigned char* src, int srcPitch, unsigned
 // its own pitch; whole 4-byte pixels are copied.
 //  * With a pattern: a pixel comes from B when the first byte of its pattern
 //    pixel (the blue byte of a BGRA pattern, the level of a grey one) is
-//    strictly greater than progress, otherwise from A. The other pattern bytes
-//    are never read. Progress 255 shows A everywhere; progress 0 shows B
-//    wherever the level is not 0.
+//    strictly greater than progress, otherwise from A; the other three bytes
+//    of a pattern pixel do not matter. Progress 255 shows A everywhere;
+//    progress 0 shows B wherever the level is not 0.
 //  * Without a pattern (null): a left-to-right edge. The first
 //    split = trunc(progress / 255.0 * width) pixels of each row (computed in
 //    double) come from A, the remaining ones from B at the same positions. So
