@@ -202,24 +202,75 @@ LYAVUTILS_API void Invert8bitImage(unsigned char* mask, int pitch, int width, in
 LYAVUTILS_API void Binary8bitImage(unsigned char* mask, int pitch, int width, int height, int threshold);
 
 // ============================================================ channels and bit depth
+// 32-bit images hold the bytes B, G, R, A per pixel, 8-bit images one byte per
+// pixel; the two images of a call share width and height and each has its own
+// pitch. Luma is Y = (9617 * G + 4899 * R + 1868 * B) >> 14 in unsigned
+// integers, truncated: the BT.601 weights in units of 1/16384, which add up to
+// exactly 16384, so white stays 255 and a grey pixel keeps its level.
+// Width or height below 1, or a null buffer, does nothing (the null check is
+// this library's own; nothing is read or written then).
 
+// dst8 = Y(src32).
 LYAVUTILS_API void Convert32bitTo8bitImage(const unsigned char* src32, int srcPitch, unsigned char* dst8,
                                            int dstPitch, int width, int height);
+// Each byte v becomes the opaque grey pixel B = G = R = v, A = 255 (the pixel
+// word 0xFFvvvvvv).
 LYAVUTILS_API void Convert8bitTo32bitImage(const unsigned char* src8, int srcPitch, unsigned char* dst32,
                                            int dstPitch, int width, int height);
+// In place: B, G and R become Y; alpha is kept as it is (transparent pixels
+// stay transparent).
 LYAVUTILS_API void Convert32bitToGrayImage(unsigned char* image, int pitch, int width, int height);
+// dst8 = byte `channel` of each pixel (0 B, 1 G, 2 R, 3 A). The channel is
+// clamped first: a negative value reads blue, 4 or more reads alpha.
 LYAVUTILS_API void Get32bitImage8bitChannel(const unsigned char* src32, int srcPitch, unsigned char* dst8,
                                             int dstPitch, int width, int height, int channel);
+// Get32bitImage8bitChannel with channel 3.
 LYAVUTILS_API void Get32bitImage8bitAlpha(const unsigned char* src32, int srcPitch, unsigned char* dst8,
                                           int dstPitch, int width, int height);
 
 // ============================================================ deflicker
 
+// Softens a 32-bit image vertically, so that thin horizontal detail does not
+// flicker on an interlaced display, writing the separate image dst (same width
+// and height, its own pitch). All four bytes of a pixel, alpha included, are
+// filtered alike and independently; every filter truncates:
+//   DeflickerQuality_Low     (16 * above + 96 * centre + 16 * below) >> 7
+//   DeflickerQuality_Medium  (32 * above + 64 * centre + 32 * below) >> 7
+//   DeflickerQuality_High    3 x 3 binomial 1 2 1 / 2 4 2 / 1 2 1, sum >> 4
+// Only the interior is written: rows 1 .. height - 2, pixels 1 .. width - 2.
+// The outermost rows and columns of dst keep whatever they held; copy them
+// from the source first if you need them.
+// Returns 1 when done. Returns 0, with nothing written, when src or dst is
+// null, when quality is not 1, 2 or 3, or when the image is narrower or lower
+// than 3 pixels: such an image has no interior, and filtering it would read
+// rows and pixels outside the image, so this library refuses it.
+// src and dst must not overlap: rows of the source above and below each
+// output row are read while other bands write theirs.
+// Banding: images under 16 rows, or a one-thread pool, run on the calling
+// thread; otherwise the height - 2 interior rows are cut into bands of
+// (height - 2) / threads rows, the last band taking the rest (bands that come
+// out empty because there are more workers than interior rows are not queued).
 LYAVUTILS_API int DefickerImage(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch, int width,
                                 int height, ELyDeflickerQuality quality);
 
 // ============================================================ wipe
 
+// One frame of a wipe from image A to image B, written to dst. A, B, the
+// pattern and dst are 32-bit images of the same width and height, each with
+// its own pitch; whole 4-byte pixels are copied.
+//  * With a pattern: a pixel comes from B when the first byte of its pattern
+//    pixel (the blue byte of a BGRA pattern, the level of a grey one) is
+//    strictly greater than progress, otherwise from A; the other three bytes
+//    of a pattern pixel do not matter. Progress 255 shows A everywhere;
+//    progress 0 shows B wherever the level is not 0.
+//  * Without a pattern (null): a left-to-right edge. The first
+//    split = trunc(progress / 255.0 * width) pixels of each row (computed in
+//    double) come from A, the remaining ones from B at the same positions. So
+//    progress 0, and any progress below 255 / width, gives all B, and 255 gives
+//    all A; width 100 at progress 128 takes pixels 0-49 from A. The two copies
+//    are made with LyMemCpy and so follow its processor-level variants.
+// Width or height below 1, or a null imageA, imageB or dst, does nothing (the
+// null checks are this library's own). dst must not overlap the other images.
 LYAVUTILS_API void WipePatternImage(const unsigned char* imageA, int pitchA, const unsigned char* imageB, int pitchB,
                                     const unsigned char* pattern, int patternPitch, unsigned char* dst,
                                     int dstPitch, int width, int height, unsigned char progress);
