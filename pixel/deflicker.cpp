@@ -325,7 +325,7 @@ int DefickerImage(const unsigned char* src, int srcPitch, unsigned char* dst, in
     }
     const int bands = threads < ly::kMaxBands ? threads : ly::kMaxBands;
     const int perBand = interior / bands;
-    ly::SLyBandTask tasks[ly::kMaxBands];
+    ly::SLyBandJob tasks[ly::kMaxBands];
     int count = 0;
     for (int i = 0; i < bands; ++i) {
         const int first = i * perBand;
