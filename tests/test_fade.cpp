@@ -24,106 +24,17 @@ namespace {
 
 // ------------------------------------------------------------ harness
 
-using Images = std::vector<std::unique_ptr<TestImage>>;
-using MakeLayouts = std::function<std::vector<ImageLayout>(int width, int height, int layoutIndex)>;
-using RunOp = std::function<void(Images&)>;
-
-ImageLayout LayoutOf(int width, int height, int bytesPerPixel, int layoutIndex, int plane) {
-    return lytest::LayoutsFor(width, height, bytesPerPixel)[static_cast<size_t>(layoutIndex + 7 * plane) % 16];
-}
-
-void SetPixels(TestImage& image, const std::vector<unsigned char>& pixels) {
-    const size_t rowBytes = static_cast<size_t>(image.rowBytes());
-    for (int y = 0; y < image.height(); ++y) std::memcpy(image.row(y), pixels.data() + rowBytes * y, rowBytes);
-}
-
-// Every image is faded in place. Random data, widths 1..67, heights 1, 2, 15,
-// 16 and 17, every row alignment in 16 bytes and both pitch directions (a
-// rotating quarter of the layouts under the pooled runs), pool sizes 1, 4 and
-// 16, every instruction set: each run gives the scalar bytes of its pool size
-// (and of one thread unless the ramp depends on the bands) and leaves every
-// byte outside the image rows alone.
-void ExpectAllPathsAgree(const MakeLayouts& makeLayouts, const RunOp& run, bool dependsOnBands = false) {
-    std::vector<std::vector<unsigned char>> oneThread;
-    for (int pool : lytest::PoolSizes()) {
-        lytest::ScopedPoolThreads scopedPool(pool);
-        size_t caseIndex = 0;
-        for (int height : lytest::TestHeights()) {
-            for (int width : lytest::TestWidths()) {
-                for (int layoutIndex = 0; layoutIndex < 16; ++layoutIndex, ++caseIndex) {
-                    if (pool != 1 && (layoutIndex - width) % 4 != 0) continue;
-                    std::mt19937 rng(static_cast<uint32_t>(caseIndex) * 2654435761u + 7u);
-                    Images images;
-                    std::vector<std::vector<unsigned char>> initial, snapshots;
-                    for (const ImageLayout& layout : makeLayouts(width, height, layoutIndex)) {
-                        images.push_back(std::make_unique<TestImage>(layout));
-                        images.back()->FillRandomWithExtremes(rng);
-                        initial.push_back(images.back()->Pixels());
-                        snapshots.push_back(images.back()->Snapshot());
-                    }
-                    std::vector<unsigned char> scalar;
-                    for (ly::Isa isa : lytest::AvailableIsas()) {
-                        lytest::ScopedIsa cap(isa);
-                        for (size_t i = 0; i < images.size(); ++i) SetPixels(*images[i], initial[i]);
-                        run(images);
-                        std::vector<unsigned char> result;
-                        for (const auto& image : images) {
-                            const auto pixels = image->Pixels();
-                            result.insert(result.end(), pixels.begin(), pixels.end());
-                        }
-                        const auto where = [&] {
-                            return std::string(lytest::IsaName(isa)) + " pool " + std::to_string(pool) + " " +
-                                   images[0]->Describe();
-                        };
-                        if (isa == ly::Isa::Scalar) {
-                            scalar = result;
-                            if (pool == 1) {
-                                oneThread.push_back(result);
-                            } else if (!dependsOnBands) {
-                                const auto same = lytest::SameBytes(oneThread[caseIndex], result);
-                                if (!same) {
-                                    ADD_FAILURE() << "band split changed the result: " << where() << ": " << same.message();
-                                    return;
-                                }
-                            }
-                        } else if (const auto same = lytest::SameBytes(scalar, result); !same) {
-                            ADD_FAILURE() << "differs from scalar: " << where() << ": " << same.message();
-                            return;
-                        }
-                    }
-                    // Guards and slack are never restored between runs, so one
-                    // look after all of them catches a stray write by any.
-                    for (size_t i = 0; i < images.size(); ++i) {
-                        if (!images[i]->OutsideUnchanged(snapshots[i])) {
-                            ADD_FAILURE() << "wrote outside image " << i << " at pool " << pool << ": "
-                                          << images[i]->Describe();
-                            return;
-                        }
-                    }
-                }
-            }
-        }
-    }
-}
+using Images = lytest::SweepImages;
+using lytest::ExpectAllPathsAgree;
+using lytest::SetPixels;
 
 // One image per parameter set, each at its own layout.
-MakeLayouts Copies(int count, int bytesPerPixel) {
+lytest::MakeSweepPlanes Copies(int count, int bytesPerPixel) {
     return [count, bytesPerPixel](int w, int h, int l) {
-        std::vector<ImageLayout> layouts;
-        for (int k = 0; k < count; ++k) layouts.push_back(LayoutOf(w, h, bytesPerPixel, l, k));
-        return layouts;
+        std::vector<lytest::SweepPlane> planes;
+        for (int k = 0; k < count; ++k) planes.push_back({lytest::SweepLayout(w, h, bytesPerPixel, l, k), true});
+        return planes;
     };
-}
-
-uint16_t Sample(const TestImage& plane, int x, int y) {
-    uint16_t v;
-    std::memcpy(&v, plane.row(y) + 2 * x, 2);
-    return v;
-}
-
-void FillSamples(TestImage& plane, uint16_t value) {
-    for (int y = 0; y < plane.height(); ++y)
-        for (int x = 0; x < plane.width(); ++x) std::memcpy(plane.row(y) + 2 * x, &value, 2);
 }
 
 // Alpha of a pixel that was opaque: (255 * f + 255) >> 8 == f for every
@@ -231,16 +142,16 @@ TEST(Fade16bitAlpha, HeadAndTailRoundDifferentlyFromTheMiddle) {
         lytest::ScopedIsa cap(isa);
         // Two bytes past a boundary: 7 head samples, 7 groups of 8, 1 tail sample.
         TestImage plane(64, 2, 2, 2, 0);
-        FillSamples(plane, 4080);
+        lytest::FillSamples16(plane, 4080);
         Fade16bitAlpha(plane.data(), plane.pitch(), 64, 1, 100.0f);
         for (int x = 0; x < 64; ++x)
-            ASSERT_EQ(Sample(plane, x, 0), x >= 7 && x < 63 ? 4080 : 4065) << lytest::IsaName(isa) << " " << x;
+            ASSERT_EQ(lytest::Sample16(plane, x, 0), x >= 7 && x < 63 ? 4080 : 4065) << lytest::IsaName(isa) << " " << x;
 
         // 200%: the factor 510 is used whole, not as a byte.
-        FillSamples(plane, 4080);
+        lytest::FillSamples16(plane, 4080);
         Fade16bitAlpha(plane.data(), plane.pitch(), 64, 1, 200.0f);
         for (int x = 0; x < 64; ++x)
-            ASSERT_EQ(Sample(plane, x, 0), x >= 7 && x < 63 ? 4048 : 8129) << lytest::IsaName(isa) << " " << x;
+            ASSERT_EQ(lytest::Sample16(plane, x, 0), x >= 7 && x < 63 ? 4048 : 8129) << lytest::IsaName(isa) << " " << x;
     }
 }
 
@@ -318,14 +229,14 @@ TEST(GradientVerFadeImage, EachBandStartsFromItsOwnFirstRow) {
 
 TEST(GradientVerFade16bitAlpha, RowFactorIsAByteAndRoundingFollowsTheAddress) {
     TestImage plane(24, 3, 2, 4, 16);  // rows 64 bytes apart: head 6, two groups, tail 2
-    FillSamples(plane, 4080);
+    lytest::FillSamples16(plane, 4080);
     GradientVerFade16bitAlpha(plane.data(), plane.pitch(), 24, 3, 100.0f, 1.0f);
     for (int x = 0; x < 24; ++x) {
         const bool middle = x >= 6 && x < 22;
-        EXPECT_EQ(Sample(plane, x, 0), middle ? 4080 : 4065) << x;
+        EXPECT_EQ(lytest::Sample16(plane, x, 0), middle ? 4080 : 4065) << x;
         // 101% wraps to factor 2: (4080 * 2 + 255) >> 8 and (255 * 2 + 255) >> 4.
-        EXPECT_EQ(Sample(plane, x, 1), middle ? 47 : 32) << x;
-        EXPECT_EQ(Sample(plane, x, 2), middle ? 79 : 64) << x;
+        EXPECT_EQ(lytest::Sample16(plane, x, 1), middle ? 47 : 32) << x;
+        EXPECT_EQ(lytest::Sample16(plane, x, 2), middle ? 79 : 64) << x;
     }
 }
 

@@ -20,103 +20,12 @@ namespace {
 
 // ------------------------------------------------------------ harness
 
-struct Plane {
-    ImageLayout layout;
-    bool written;  // false: a source, which must come back byte for byte
-};
+using Plane = lytest::SweepPlane;
+using Images = lytest::SweepImages;
+using lytest::ExpectAllPathsAgree;
 
-using Images = std::vector<std::unique_ptr<TestImage>>;
-using MakePlanes = std::function<std::vector<Plane>(int width, int height, int layoutIndex)>;
-using RunOp = std::function<void(Images&)>;
-
-// A layout from the shared set; each plane of a case takes a different one,
-// so that sources and destination start at different alignments and walk in
-// different directions.
 ImageLayout LayoutOf(int width, int height, int bytesPerPixel, int layoutIndex, int plane) {
-    return lytest::LayoutsFor(width, height, bytesPerPixel)[static_cast<size_t>(layoutIndex + 7 * plane) % 16];
-}
-
-void SetPixels(TestImage& image, const std::vector<unsigned char>& pixels) {
-    const size_t rowBytes = static_cast<size_t>(image.rowBytes());
-    for (int y = 0; y < image.height(); ++y) std::memcpy(image.row(y), pixels.data() + rowBytes * y, rowBytes);
-}
-
-// Runs the operation on random data for widths 1..67, every row alignment in
-// 16 bytes, both pitch directions and heights 1, 2, 15, 16, 17, at pool sizes
-// 1, 4 and 16 and under every instruction set. Each run must give the scalar
-// bytes of its pool size, the one-thread bytes too unless the result depends on
-// the band split, and leave every byte outside the written images' rows alone.
-void ExpectAllPathsAgree(const MakePlanes& makePlanes, const RunOp& run, bool dependsOnBands = false) {
-    std::vector<std::vector<unsigned char>> oneThread;
-    for (int pool : lytest::PoolSizes()) {
-        lytest::ScopedPoolThreads scopedPool(pool);
-        size_t caseIndex = 0;
-        for (int height : lytest::TestHeights()) {
-            for (int width : lytest::TestWidths()) {
-                for (int layoutIndex = 0; layoutIndex < 16; ++layoutIndex, ++caseIndex) {
-                    // Bands do not change how a row is walked: under the pooled
-                    // runs a quarter of the layouts, rotating with the width,
-                    // still meets every alignment and both pitch directions.
-                    if (pool != 1 && (layoutIndex - width) % 4 != 0) continue;
-                    const std::vector<Plane> planes = makePlanes(width, height, layoutIndex);
-                    std::mt19937 rng(static_cast<uint32_t>(caseIndex) * 2654435761u + 1u);
-                    Images images;
-                    std::vector<std::vector<unsigned char>> initial, snapshots;
-                    for (const Plane& plane : planes) {
-                        images.push_back(std::make_unique<TestImage>(plane.layout));
-                        images.back()->FillRandomWithExtremes(rng);
-                        initial.push_back(images.back()->Pixels());
-                        snapshots.push_back(images.back()->Snapshot());
-                    }
-                    std::vector<unsigned char> scalar;
-                    for (ly::Isa isa : lytest::AvailableIsas()) {
-                        lytest::ScopedIsa cap(isa);
-                        for (size_t i = 0; i < images.size(); ++i) SetPixels(*images[i], initial[i]);
-                        run(images);
-                        const auto where = [&] {
-                            return std::string(lytest::IsaName(isa)) + " pool " + std::to_string(pool) + " " +
-                                   images.back()->Describe();
-                        };
-                        std::vector<unsigned char> result;
-                        for (size_t i = 0; i < images.size(); ++i) {
-                            const std::vector<unsigned char> pixels = images[i]->Pixels();
-                            if (planes[i].written) {
-                                result.insert(result.end(), pixels.begin(), pixels.end());
-                            } else if (pixels != initial[i]) {
-                                ADD_FAILURE() << "changed source " << i << ": " << where();
-                                return;
-                            }
-                        }
-                        if (isa == ly::Isa::Scalar) {
-                            scalar = result;
-                            if (pool == 1) {
-                                oneThread.push_back(result);
-                            } else if (!dependsOnBands) {
-                                const auto same = lytest::SameBytes(oneThread[caseIndex], result);
-                                if (!same) {
-                                    ADD_FAILURE() << "band split changed the result: " << where() << ": "
-                                                  << same.message();
-                                    return;
-                                }
-                            }
-                        } else if (const auto same = lytest::SameBytes(scalar, result); !same) {
-                            ADD_FAILURE() << "differs from scalar: " << where() << ": " << same.message();
-                            return;
-                        }
-                    }
-                    // Guards and slack are never restored between runs, so one
-                    // look after all of them catches a stray write by any.
-                    for (size_t i = 0; i < images.size(); ++i) {
-                        if (!images[i]->OutsideUnchanged(snapshots[i])) {
-                            ADD_FAILURE() << "wrote outside image " << i << " at pool " << pool << ": "
-                                          << images[i]->Describe();
-                            return;
-                        }
-                    }
-                }
-            }
-        }
-    }
+    return lytest::SweepLayout(width, height, bytesPerPixel, layoutIndex, plane);
 }
 
 // Calls `op` with arguments that must be refused and checks that nothing,
@@ -125,17 +34,6 @@ void ExpectUntouched(TestImage& image, const std::function<void()>& op) {
     const auto before = image.Snapshot();
     op();
     EXPECT_EQ(before, image.Snapshot());
-}
-
-uint16_t Sample(const TestImage& plane, int x, int y) {
-    uint16_t v;
-    std::memcpy(&v, plane.row(y) + 2 * x, 2);
-    return v;
-}
-
-void FillSamples(TestImage& plane, uint16_t value) {
-    for (int y = 0; y < plane.height(); ++y)
-        for (int x = 0; x < plane.width(); ++x) std::memcpy(plane.row(y) + 2 * x, &value, 2);
 }
 
 // ------------------------------------------------------------ differential
@@ -274,7 +172,7 @@ TEST(Mask16bitAlpha, RoundingFollowsTheRowAddress) {
         for (int align = 0; align < 16; ++align) {
             TestImage plane(kWidth, 1, 2, align);
             TestImage mask(kWidth, 1, 1, 3);
-            FillSamples(plane, 4080);
+            lytest::FillSamples16(plane, 4080);
             mask.Fill(255);
             Mask16bitAlpha(plane.data(), plane.pitch(), mask.data(), mask.pitch(), kWidth, 1);
             // Samples from the first 16-byte boundary on, in whole groups of
@@ -283,7 +181,7 @@ TEST(Mask16bitAlpha, RoundingFollowsTheRowAddress) {
             const int middleEnd = head + (kWidth - head) / 8 * 8;
             for (int x = 0; x < kWidth; ++x) {
                 const bool middle = x >= head && x < middleEnd;
-                ASSERT_EQ(Sample(plane, x, 0), middle ? 4080 : 4065)
+                ASSERT_EQ(lytest::Sample16(plane, x, 0), middle ? 4080 : 4065)
                     << lytest::IsaName(isa) << " align " << align << " sample " << x;
             }
         }
@@ -297,10 +195,10 @@ TEST(Mask16bitAlpha, ZeroMaskLeaves15InTheMiddle) {
         lytest::ScopedIsa cap(isa);
         const unsigned char none[24] = {};
         TestImage plane(24, 1, 2, 4);  // head 6, two groups, tail 2
-        FillSamples(plane, 4080);
+        lytest::FillSamples16(plane, 4080);
         Mask16bitAlpha(plane.data(), plane.pitch(), none, 0, 24, 1);
         for (int x = 0; x < 24; ++x)
-            ASSERT_EQ(Sample(plane, x, 0), x >= 6 && x < 22 ? 15 : 0) << lytest::IsaName(isa) << " " << x;
+            ASSERT_EQ(lytest::Sample16(plane, x, 0), x >= 6 && x < 22 ? 15 : 0) << lytest::IsaName(isa) << " " << x;
     }
 }
 

@@ -66,38 +66,9 @@ void RefSubtractRow(const unsigned char* amounts, int step, unsigned char* d, in
         Put32(d + 4 * x, WithAlpha(Get32(d + 4 * x), std::max(Chan(Get32(d + 4 * x), 3) - amounts[step * x], 0)));
 }
 
-// Runs of fully transparent, fully opaque, repeated and random pixels (or mask
-// bytes), the way a title layer looks, so that every skip and copy path runs.
-void FillTitleLike(TestImage& img, std::mt19937& rng = lytest::Rng()) {
-    const int bpp = img.layout().bytesPerPixel;
-    for (int y = 0; y < img.height(); ++y) {
-        lytest::FillRandomWithExtremes(img.row(y), img.rowBytes(), rng);
-        for (int x = 0; x < img.width();) {
-            const int run = 1 + static_cast<int>(rng() % 40), kind = static_cast<int>(rng() % 4);
-            const uint32_t repeat = static_cast<uint32_t>(rng());
-            for (int k = 0; k < run && x < img.width(); ++k, ++x) {
-                unsigned char* p = img.pixel(x, y);
-                if (kind < 2) p[bpp - 1] = kind == 0 ? 0 : 255;
-                if (kind == 2) std::memcpy(p, &repeat, bpp);
-            }
-        }
-    }
-}
-
 struct Images {
     TestImage src, mask, dst;
 };
-
-// ThreadSanitizer runs this program for its concurrency test. The sweep's
-// arithmetic is checked by the other builds; there it only needs to run its
-// bands at once, so a sample of widths and layouts does.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThinSweep = true;
-#elif defined(__has_feature)
-constexpr bool kThinSweep = __has_feature(thread_sanitizer);
-#else
-constexpr bool kThinSweep = false;
-#endif
 
 // Pool sizes 1/4/16, widths 1..67, heights 1/2/15/16/17 (under 15 only once:
 // they never leave the calling thread), 16 layouts per buffer (start
@@ -110,15 +81,15 @@ void Differential(const std::function<void(Images&)>& call,
         lytest::ScopedPoolThreads threads(pool);
         for (int w : lytest::TestWidths())
             for (int h : lytest::TestHeights()) {
-                if ((pool > 1 && h < 15) || (kThinSweep && w % 8 != 1 && w % 8 != 4)) continue;
+                if ((pool > 1 && h < 15) || (lytest::kUnderThreadSanitizer && w % 8 != 1 && w % 8 != 4)) continue;
                 for (int i = 0; i < 16; ++i) {
-                    if (kThinSweep && i % 5 != w % 5) continue;
+                    if (lytest::kUnderThreadSanitizer && i % 5 != w % 5) continue;
                     const auto l4 = lytest::LayoutsFor(w, h, 4);
                     Images im{TestImage(l4[i]), TestImage(lytest::LayoutsFor(w, h, 1)[(i * 7 + 5) % 16]),
                               TestImage(l4[(i * 5 + 3) % 16])};
                     for (TestImage* t : {&im.src, &im.mask, &im.dst})
                         if ((i + (t == &im.src ? w : 0)) % 2)
-                            FillTitleLike(*t);
+                            lytest::FillTitleLike(*t);
                         else
                             t->FillRandomWithExtremes();
                     const auto start = im.dst.Pixels();
@@ -214,7 +185,7 @@ TEST(MixColor, EveryAlphaPairInRows) {
 TEST(MixColorWithMaskAlpha, MaskZeroChangesNothingAndFullMaskIsMixColor) {
     for (int width : {1, 2, 7, 33}) {
         TestImage src(width, 17, 4, 3), dst0(width, 17, 4, 9), zero(width, 17, 1, 1), full(width, 17, 1, 2);
-        FillTitleLike(src);
+        lytest::FillTitleLike(src);
         dst0.FillRandomWithExtremes();
         zero.Fill(0);
         full.Fill(255);
@@ -280,7 +251,7 @@ TEST(MixAlpha, EveryOperationMatchesReferenceOnEveryIsaLayoutAndPool) {
 TEST(MixAlpha, EmptySizesAndNullBuffersWriteNothing) {
     lytest::ScopedPoolThreads threads(4);
     TestImage src(8, 16, 4), mask(8, 16, 1), dst(8, 16, 4);
-    FillTitleLike(src);
+    lytest::FillTitleLike(src);
     mask.FillRandom();
     dst.FillRandom();
     const auto before = dst.Snapshot();
@@ -332,7 +303,7 @@ TEST(MixAlphaConcurrency, TwoCallersGetTheirSoloResults) {
     lytest::ScopedPoolThreads threads(4);
     TestImage srcA(301, 67, 4, 1), dstA(301, 67, 4, 6), srcB(257, 80, 4, 3, 9, true), maskB(257, 80, 1, 5),
         dstB(257, 80, 4, 0, 2, true);
-    for (TestImage* t : {&srcA, &srcB, &maskB}) FillTitleLike(*t);
+    for (TestImage* t : {&srcA, &srcB, &maskB}) lytest::FillTitleLike(*t);
     dstA.FillRandom();
     dstB.FillRandom();
     const std::function<void(TestImage&)> runA = [&](TestImage& d) {
@@ -344,25 +315,5 @@ TEST(MixAlphaConcurrency, TwoCallersGetTheirSoloResults) {
                                             257, 80);
         LyPixelUtils::SubtractImageWithMaskAlpha(d.data(), d.pitch(), maskB.data(), maskB.pitch(), 257, 80);
     };
-    auto solo = [](const TestImage& start, const std::function<void(TestImage&)>& run) {
-        auto out = std::make_unique<TestImage>(start.layout());
-        out->CopyPixelsFrom(start);
-        run(*out);
-        return out;
-    };
-    const auto soloA = solo(dstA, runA), soloB = solo(dstB, runB);
-    std::atomic<int> mismatches{0};
-    auto loop = [&](const TestImage& start, const TestImage& expected, const std::function<void(TestImage&)>& run) {
-        TestImage d(start.layout());
-        for (int i = 0; i < 25; ++i) {
-            d.CopyPixelsFrom(start);
-            run(d);
-            if (d.Pixels() != expected.Pixels()) ++mismatches;
-        }
-    };
-    std::thread t1([&] { loop(dstA, *soloA, runA); });
-    std::thread t2([&] { loop(dstB, *soloB, runB); });
-    t1.join();
-    t2.join();
-    EXPECT_EQ(mismatches.load(), 0);
+    lytest::ExpectConcurrentCallersMatchSolo(dstA, runA, dstB, runB);
 }

@@ -49,37 +49,10 @@ uint32_t RefBlack(uint32_t p) {
     return a == 255 ? p : Opaque([&](int i) { return std::floor(Chan(p, i) * a / 256.0); });
 }
 
-// Runs of transparent, opaque, repeated (the row cache's case, long enough to
-// repeat whole vector blocks) and random pixels.
-void FillTitleLike(TestImage& img, std::mt19937& rng = lytest::Rng()) {
-    for (int y = 0; y < img.height(); ++y) {
-        lytest::FillRandomWithExtremes(img.row(y), img.rowBytes(), rng);
-        for (int x = 0; x < img.width();) {
-            const int run = 1 + static_cast<int>(rng() % 40), kind = static_cast<int>(rng() % 4);
-            const uint32_t repeat = static_cast<uint32_t>(rng());
-            for (int k = 0; k < run && x < img.width(); ++k, ++x) {
-                unsigned char* p = img.pixel(x, y);
-                if (kind < 2) p[3] = kind == 0 ? 0 : 255;
-                if (kind == 2) std::memcpy(p, &repeat, 4);
-            }
-        }
-    }
-}
-
 struct Images {
     TestImage src, dst;
     uint32_t colour = 0;
 };
-
-// ThreadSanitizer runs this program for its concurrency test; there the sweep
-// only needs to run its bands at once, so a sample of it does.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThinSweep = true;
-#elif defined(__has_feature)
-constexpr bool kThinSweep = __has_feature(thread_sanitizer);
-#else
-constexpr bool kThinSweep = false;
-#endif
 
 // Pool sizes 1/4/16, widths 1..67, heights 1/2/15/16/17, 16 layouts per
 // buffer (alignment, slack, pitch direction): every instruction set gives the
@@ -92,17 +65,17 @@ void Differential(const std::function<void(Images&)>& call,
         lytest::ScopedPoolThreads threads(pool);
         for (int w : lytest::TestWidths())
             for (int h : lytest::TestHeights()) {
-                if ((pool > 1 && h < 15) || (kThinSweep && w % 8 != 1 && w % 8 != 4)) continue;
+                if ((pool > 1 && h < 15) || (lytest::kUnderThreadSanitizer && w % 8 != 1 && w % 8 != 4)) continue;
                 for (int i = 0; i < 16; ++i) {
-                    if (kThinSweep && i % 5 != w % 5) continue;
+                    if (lytest::kUnderThreadSanitizer && i % 5 != w % 5) continue;
                     const auto layouts = lytest::LayoutsFor(w, h, 4);
                     Images im{TestImage(layouts[i]), TestImage(layouts[(i * 5 + 3) % 16])};
                     if ((i + w) % 2)
-                        FillTitleLike(im.src);
+                        lytest::FillTitleLike(im.src);
                     else
                         im.src.FillRandomWithExtremes();
                     if (i % 2)
-                        FillTitleLike(im.dst);
+                        lytest::FillTitleLike(im.dst);
                     else
                         im.dst.FillRandomWithExtremes();
                     im.colour = static_cast<uint32_t>(lytest::Rng()()) | 0x10u;
@@ -275,8 +248,8 @@ TEST(MixWithOpacity, EveryOperationMatchesReferenceOnEveryIsaLayoutAndPool) {
 TEST(MixWithOpacity, RefusalsWriteNothing) {
     lytest::ScopedPoolThreads threads(4);
     TestImage src(9, 16, 4, 1), dst(9, 16, 4, 2);
-    FillTitleLike(src);
-    FillTitleLike(dst);
+    lytest::FillTitleLike(src);
+    lytest::FillTitleLike(dst);
     const auto before = dst.Snapshot();
     unsigned char *s = src.data(), *d = dst.data();
     const int sp = src.pitch(), dp = dst.pitch();
@@ -309,7 +282,7 @@ TEST(MixWithOpacity, RefusalsWriteNothing) {
 TEST(MixWithOpacityConcurrency, TwoCallersGetTheirSoloResults) {
     lytest::ScopedPoolThreads threads(4);
     TestImage srcA(301, 67, 4, 1), dstA(301, 67, 4, 6), srcB(257, 80, 4, 3, 9, true), dstB(257, 80, 4, 0, 2);
-    for (TestImage* t : {&srcA, &dstA, &srcB, &dstB}) FillTitleLike(*t);
+    for (TestImage* t : {&srcA, &dstA, &srcB, &dstB}) lytest::FillTitleLike(*t);
     const std::function<void(TestImage&)> runA = [&](TestImage& d) {
         LyPixelUtils::MixWithOpacityColor(d.data(), 301, 67, d.pitch(), 0x40102030u);
         LyPixelUtils::MixWithOpacityBuffer(srcA.data(), srcA.pitch(), d.data(), d.pitch(), 301, 67);
@@ -318,25 +291,5 @@ TEST(MixWithOpacityConcurrency, TwoCallersGetTheirSoloResults) {
         LyPixelUtils::MixWithOpacityBlack(srcB.data(), srcB.pitch(), d.data(), d.pitch(), 257, 80);
         LyPixelUtils::MixWithOpacityBlack(d.data(), 257, 80, d.pitch());
     };
-    auto solo = [](const TestImage& start, const std::function<void(TestImage&)>& run) {
-        auto out = std::make_unique<TestImage>(start.layout());
-        out->CopyPixelsFrom(start);
-        run(*out);
-        return out;
-    };
-    const auto soloA = solo(dstA, runA), soloB = solo(dstB, runB);
-    std::atomic<int> mismatches{0};
-    auto loop = [&](const TestImage& start, const TestImage& expected, const std::function<void(TestImage&)>& run) {
-        TestImage d(start.layout());
-        for (int i = 0; i < 25; ++i) {
-            d.CopyPixelsFrom(start);
-            run(d);
-            if (d.Pixels() != expected.Pixels()) ++mismatches;
-        }
-    };
-    std::thread t1([&] { loop(dstA, *soloA, runA); });
-    std::thread t2([&] { loop(dstB, *soloB, runB); });
-    t1.join();
-    t2.join();
-    EXPECT_EQ(mismatches.load(), 0);
+    lytest::ExpectConcurrentCallersMatchSolo(dstA, runA, dstB, runB);
 }

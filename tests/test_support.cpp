@@ -1,5 +1,8 @@
 #include "test_support.h"
 
+#include <atomic>
+#include <memory>
+#include <thread>
 #include <sstream>
 
 #include "threading/LyThreadPoolInstance.h"
@@ -146,6 +149,143 @@ const std::vector<int>& TestHeights() {
             return ::testing::AssertionFailure() << "byte " << i << ": expected " << int(expected[i]) << ", got "
                                                  << int(actual[i]);
     return ::testing::AssertionSuccess();
+}
+
+
+ImageLayout SweepLayout(int width, int height, int bytesPerPixel, int layoutIndex, int plane) {
+    return LayoutsFor(width, height, bytesPerPixel)[static_cast<size_t>(layoutIndex + 7 * plane) % 16];
+}
+
+void FillTitleLike(TestImage& img, std::mt19937& rng) {
+    const int bpp = img.layout().bytesPerPixel;
+    for (int y = 0; y < img.height(); ++y) {
+        lytest::FillRandomWithExtremes(img.row(y), img.rowBytes(), rng);
+        for (int x = 0; x < img.width();) {
+            const int run = 1 + static_cast<int>(rng() % 40), kind = static_cast<int>(rng() % 4);
+            const uint32_t repeat = static_cast<uint32_t>(rng());
+            for (int k = 0; k < run && x < img.width(); ++k, ++x) {
+                unsigned char* p = img.pixel(x, y);
+                if (kind < 2) p[bpp - 1] = kind == 0 ? 0 : 255;
+                if (kind == 2) std::memcpy(p, &repeat, static_cast<size_t>(bpp));
+            }
+        }
+    }
+}
+
+uint16_t Sample16(const TestImage& plane, int x, int y) {
+    uint16_t v;
+    std::memcpy(&v, plane.row(y) + 2 * x, 2);
+    return v;
+}
+
+void FillSamples16(TestImage& plane, uint16_t value) {
+    for (int y = 0; y < plane.height(); ++y)
+        for (int x = 0; x < plane.width(); ++x) std::memcpy(plane.row(y) + 2 * x, &value, 2);
+}
+
+void ExpectConcurrentCallersMatchSolo(const TestImage& startA, const std::function<void(TestImage&)>& runA,
+                                      const TestImage& startB, const std::function<void(TestImage&)>& runB) {
+    auto solo = [](const TestImage& start, const std::function<void(TestImage&)>& run) {
+        TestImage out(start.layout());
+        out.CopyPixelsFrom(start);
+        run(out);
+        return out.Pixels();
+    };
+    const auto soloA = solo(startA, runA), soloB = solo(startB, runB);
+    std::atomic<int> mismatches{0};
+    auto loop = [&](const TestImage& start, const std::vector<unsigned char>& expected,
+                    const std::function<void(TestImage&)>& run) {
+        TestImage d(start.layout());
+        for (int i = 0; i < 25; ++i) {
+            d.CopyPixelsFrom(start);
+            run(d);
+            if (d.Pixels() != expected) ++mismatches;
+        }
+    };
+    std::thread t1([&] { loop(startA, soloA, runA); });
+    std::thread t2([&] { loop(startB, soloB, runB); });
+    t1.join();
+    t2.join();
+    EXPECT_EQ(mismatches.load(), 0);
+}
+
+void SetPixels(TestImage& image, const std::vector<unsigned char>& pixels) {
+    const size_t rowBytes = static_cast<size_t>(image.rowBytes());
+    for (int y = 0; y < image.height(); ++y) std::memcpy(image.row(y), pixels.data() + rowBytes * y, rowBytes);
+}
+
+void ExpectAllPathsAgree(const MakeSweepPlanes& makePlanes, const std::function<void(SweepImages&)>& run,
+                         bool dependsOnBands) {
+    std::vector<std::vector<unsigned char>> oneThread;
+    for (int pool : PoolSizes()) {
+        ScopedPoolThreads scopedPool(pool);
+        size_t caseIndex = 0;
+        for (int height : TestHeights()) {
+            for (int width : TestWidths()) {
+                for (int layoutIndex = 0; layoutIndex < 16; ++layoutIndex, ++caseIndex) {
+                    // Bands do not change how a row is walked: under the pooled
+                    // runs a quarter of the layouts, rotating with the width,
+                    // still meets every alignment and both pitch directions.
+                    if (pool != 1 && (layoutIndex - width) % 4 != 0) continue;
+                    const std::vector<SweepPlane> planes = makePlanes(width, height, layoutIndex);
+                    std::mt19937 rng(static_cast<uint32_t>(caseIndex) * 2654435761u + 1u);
+                    SweepImages images;
+                    std::vector<std::vector<unsigned char>> initial, snapshots;
+                    for (const SweepPlane& plane : planes) {
+                        images.push_back(std::make_unique<TestImage>(plane.layout));
+                        images.back()->FillRandomWithExtremes(rng);
+                        initial.push_back(images.back()->Pixels());
+                        snapshots.push_back(images.back()->Snapshot());
+                    }
+                    std::vector<unsigned char> scalar;
+                    for (ly::Isa isa : AvailableIsas()) {
+                        ScopedIsa cap(isa);
+                        for (size_t i = 0; i < images.size(); ++i) SetPixels(*images[i], initial[i]);
+                        run(images);
+                        const auto where = [&] {
+                            return std::string(IsaName(isa)) + " pool " + std::to_string(pool) + " " +
+                                   images.back()->Describe();
+                        };
+                        std::vector<unsigned char> result;
+                        for (size_t i = 0; i < images.size(); ++i) {
+                            const std::vector<unsigned char> pixels = images[i]->Pixels();
+                            if (planes[i].written) {
+                                result.insert(result.end(), pixels.begin(), pixels.end());
+                            } else if (pixels != initial[i]) {
+                                ADD_FAILURE() << "changed source " << i << ": " << where();
+                                return;
+                            }
+                        }
+                        if (isa == ly::Isa::Scalar) {
+                            scalar = result;
+                            if (pool == 1) {
+                                oneThread.push_back(result);
+                            } else if (!dependsOnBands) {
+                                const auto same = SameBytes(oneThread[caseIndex], result);
+                                if (!same) {
+                                    ADD_FAILURE() << "band split changed the result: " << where() << ": "
+                                                  << same.message();
+                                    return;
+                                }
+                            }
+                        } else if (const auto same = SameBytes(scalar, result); !same) {
+                            ADD_FAILURE() << "differs from scalar: " << where() << ": " << same.message();
+                            return;
+                        }
+                    }
+                    // Guards and slack are never restored between runs, so one
+                    // look after all of them catches a stray write by any.
+                    for (size_t i = 0; i < images.size(); ++i) {
+                        if (!images[i]->OutsideUnchanged(snapshots[i])) {
+                            ADD_FAILURE() << "wrote outside image " << i << " at pool " << pool << ": "
+                                          << images[i]->Describe();
+                            return;
+                        }
+                    }
+                }
+            }
+        }
+    }
 }
 
 }  // namespace lytest

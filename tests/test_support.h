@@ -9,6 +9,8 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -117,6 +119,18 @@ private:
     int pitch_ = 0;
 };
 
+// Title-like content: runs of fully transparent, fully opaque, repeated and
+// random pixels (alpha in the last byte of each pixel), so that every skip,
+// copy and cache path of a mixing kernel runs.
+void FillTitleLike(TestImage& image, std::mt19937& rng = Rng());
+
+// The 16-bit sample x of row y of a 16-bit plane, and a plane filled with one value.
+uint16_t Sample16(const TestImage& plane, int x, int y);
+void FillSamples16(TestImage& plane, uint16_t value);
+
+// Writes `pixels` (as Pixels() returns them) back into the image's rows.
+void SetPixels(TestImage& image, const std::vector<unsigned char>& pixels);
+
 // The layouts most kernels are checked on: every alignment of the row start
 // within 16 bytes, both pitch directions, a few slacks.
 std::vector<ImageLayout> LayoutsFor(int width, int height, int bytesPerPixel);
@@ -124,6 +138,47 @@ std::vector<ImageLayout> LayoutsFor(int width, int height, int bytesPerPixel);
 // Widths 1..67 and heights 15, 16, 17 plus a few 1- and 2-row images.
 const std::vector<int>& TestWidths();
 const std::vector<int>& TestHeights();
+
+// ------------------------------------------------------------ differential sweep
+
+// One image of a sweep case: its layout, and whether the operation writes it
+// (a read-only image must come back byte for byte).
+struct SweepPlane {
+    ImageLayout layout;
+    bool written;
+};
+using SweepImages = std::vector<std::unique_ptr<TestImage>>;
+using MakeSweepPlanes = std::function<std::vector<SweepPlane>(int width, int height, int layoutIndex)>;
+
+// Layout `layoutIndex` of LayoutsFor, shifted per plane so that the images of
+// one case start at different alignments and walk in different directions.
+ImageLayout SweepLayout(int width, int height, int bytesPerPixel, int layoutIndex, int plane);
+
+// Runs `run` on random data (alpha extremes included) for widths 1..67,
+// heights 1, 2, 15, 16, 17, the 16 layouts (a rotating quarter of them under
+// the pooled runs: bands do not change how a row is walked), pool sizes 1, 4
+// and 16, under every instruction set. Every run must give the scalar bytes of
+// its pool size, and the one-thread bytes too unless the result depends on the
+// band split; read-only images and every byte outside the images' rows must
+// stay as they were.
+void ExpectAllPathsAgree(const MakeSweepPlanes& makePlanes, const std::function<void(SweepImages&)>& run,
+                         bool dependsOnBands = false);
+
+// Two host threads run `runA` and `runB` at once, 25 times each, on copies of
+// `startA` and `startB`: every result must equal what the same call gives
+// when it runs alone.
+void ExpectConcurrentCallersMatchSolo(const TestImage& startA, const std::function<void(TestImage&)>& runA,
+                                      const TestImage& startB, const std::function<void(TestImage&)>& runB);
+
+// True in a ThreadSanitizer build, where the exhaustive sweeps can run a
+// sample: that build is there for the concurrency tests.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kUnderThreadSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool kUnderThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+constexpr bool kUnderThreadSanitizer = false;
+#endif
 
 // gtest assertion helper: first differing byte of two equally sized buffers.
 ::testing::AssertionResult SameBytes(const std::vector<unsigned char>& expected,
