@@ -16,11 +16,6 @@ namespace packed = ly::packed;
 
 namespace {
 
-void SetPixels(TestImage& img, const std::vector<unsigned char>& px) {
-    for (int y = 0; y < img.height(); ++y)
-        std::memcpy(img.row(y), px.data() + static_cast<size_t>(y) * img.rowBytes(), img.rowBytes());
-}
-
 // ------------------------------------------------------------ differential harness
 
 struct Sides {
