@@ -15,6 +15,7 @@
 // after stopping the workers, so an operation racing with Exit finishes on
 // the pool it started with and the memory goes away with the last user.
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -29,6 +30,15 @@ constexpr int kMaxPoolThreads = 16;
 constexpr int kJobQueueSlots = 16;
 constexpr std::chrono::milliseconds kWaitCap{5000};
 constexpr std::chrono::milliseconds kExitWaitPerWorker{1000};
+// Waking a sleeping thread costs tens of microseconds (far more on virtual
+// machines), as much as a whole band of a small image. A worker that has just
+// finished therefore watches for more work for a moment before it sleeps, and
+// a caller waiting for its bands watches for them before it blocks, so that
+// back-to-back operations (the usual per-frame pattern) hand over at spin
+// speed. Both spins yield regularly, so an oversubscribed pool still makes
+// progress.
+constexpr std::chrono::microseconds kWorkerSpin{300};
+constexpr std::chrono::microseconds kCallerSpin{300};
 
 }  // namespace ly
 
@@ -44,6 +54,8 @@ struct SLyUserJobQueue {
     uint32_t taken = 0;
     uint32_t submitted = 0;
     uint32_t finished = 0;
+    // `finished` again, readable without the pool lock by the owner's Wait spin.
+    std::atomic<uint32_t> finishedSeen{0};
     SLyUserJobQueue* next = nullptr;
     SLyUserJobQueue* previous = nullptr;
     SLyJob slots[ly::kJobQueueSlots] = {};
@@ -143,6 +155,9 @@ private:
     std::condition_variable jobAvailable_;
     uint32_t queuedJobs_ = 0;  // queued and not yet taken
     bool stop_ = false;
+    int sleepingWorkers_ = 0;  // workers blocked on jobAvailable_
+    // queuedJobs_ != 0 || stop_, readable without the lock by spinning workers.
+    std::atomic<bool> workPending_{false};
     CLyUserJobQueueGroup group_;
     std::mutex exitLock_;
     std::condition_variable workerExited_;

@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "LyThreadPool.h"
+#include "memory/LyCpu.h"
 #include "threading/LyProcessorInfo.h"
 #include "threading/LyThreadPoolInstance.h"
 
@@ -11,6 +12,24 @@ namespace {
 std::mutex g_singletonLock;
 std::shared_ptr<CLyThreadPoolInstance> g_singleton;  // guarded by g_singletonLock
 thread_local bool t_onWorkerThread = false;
+
+// Polls `done` until it holds or `budget` has passed; pauses between polls and
+// yields now and then so that a spinning thread never starves the one it waits for.
+template <class Done>
+bool SpinUntil(Done done, std::chrono::microseconds budget) {
+    const auto start = std::chrono::steady_clock::now();
+    for (unsigned i = 1;; ++i) {
+        if (done()) return true;
+        if ((i & 63u) == 0) {
+            if (std::chrono::steady_clock::now() - start > budget) return false;
+            std::this_thread::yield();
+        } else {
+#if LY_X86
+            _mm_pause();
+#endif
+        }
+    }
+}
 
 int ClampThreads(int n) { return n < 1 ? 1 : (n > ly::kMaxPoolThreads ? ly::kMaxPoolThreads : n); }
 
@@ -140,11 +159,19 @@ unsigned CLyThreadPoolInstance::CLyWorkThreadPrivate::ThreadProc(CLyWorkThreadPr
 void CLyThreadPoolInstance::WorkerLoop() {
     std::unique_lock<std::mutex> lk(poolLock_);
     for (;;) {
-        // Queued jobs win over the stop request, so jobs queued before Exit
-        // still run.
-        jobAvailable_.wait(lk, [this] { return queuedJobs_ > 0 || stop_; });
+        if (queuedJobs_ == 0 && !stop_) {
+            lk.unlock();
+            SpinUntil([this] { return workPending_.load(std::memory_order_acquire); }, ly::kWorkerSpin);
+            lk.lock();
+            ++sleepingWorkers_;
+            // Queued jobs win over the stop request, so jobs queued before Exit
+            // still run.
+            jobAvailable_.wait(lk, [this] { return queuedJobs_ > 0 || stop_; });
+            --sleepingWorkers_;
+        }
         if (queuedJobs_ == 0) return;
         --queuedJobs_;
+        workPending_.store(queuedJobs_ > 0 || stop_, std::memory_order_release);
         SLyUserJobQueue* q = group_.NextQueueWithJob();
         const SLyJob job = q->slots[q->taken % ly::kJobQueueSlots];
         ++q->taken;
@@ -156,6 +183,7 @@ void CLyThreadPoolInstance::WorkerLoop() {
         }
         lk.lock();
         ++q->finished;
+        q->finishedSeen.store(q->finished, std::memory_order_release);
         if (q->Idle()) {
             if (q->orphaned && !q->HasUntaken()) {
                 group_.Unlink(q);
@@ -183,14 +211,27 @@ void CLyThreadPoolInstance::Run(void (*function)(void*), void* argument) {
     q->slots[q->submitted % ly::kJobQueueSlots] = {function, argument};
     ++q->submitted;
     ++queuedJobs_;
+    workPending_.store(true, std::memory_order_release);
+    // A spinning worker sees the job without a wake-up; only a sleeping one
+    // needs the (costly) signal.
+    const bool wake = sleepingWorkers_ > 0;
     lk.unlock();
-    jobAvailable_.notify_one();
+    if (wake) jobAvailable_.notify_one();
 }
 
 void CLyThreadPoolInstance::Wait() {
     std::unique_lock<std::mutex> lk(poolLock_);
     SLyUserJobQueue* q = group_.FindQueueOfCurrentThread();
     if (q == nullptr) return;  // nothing was queued: an idle queue would be made and dropped at once
+    if (!q->Idle()) {
+        // Only this thread adds to its queue or frees it, so `submitted` is
+        // stable and the queue stays valid while the lock is released.
+        const uint32_t submitted = q->submitted;
+        lk.unlock();
+        SpinUntil([q, submitted] { return q->finishedSeen.load(std::memory_order_acquire) == submitted; },
+                  ly::kCallerSpin);
+        lk.lock();
+    }
     // The cap is deliberate: Wait never blocks longer than 5 s, whatever the jobs do.
     q->idle.wait_for(lk, ly::kWaitCap, [q] { return q->Idle(); });
     group_.ForgetCurrentThread();
@@ -206,6 +247,7 @@ void CLyThreadPoolInstance::Shutdown() {
     {
         std::lock_guard<std::mutex> lk(poolLock_);
         stop_ = true;
+        workPending_.store(true, std::memory_order_release);
     }
     jobAvailable_.notify_all();
     const auto self = std::this_thread::get_id();
