@@ -102,22 +102,25 @@ struct SLyArith {
 };
 
 bool TableBoundsHold(const SLyColorTableSet& t) {
-    // Forward: layouts 1 and 2 carry the same words; every partial sum stays
-    // inside int16 and the final sum inside 0 .. 255 * 64 + 63.
+    // Forward: layouts 1, 2 and 3 carry the same words (the cross-format
+    // mixers rely on layout 3 too); every partial sum stays inside int16 and
+    // the final sum inside 0 .. 255 * 64 + 63.
     static constexpr int kFwd1Pos[3] = {2, 0, 3};  // U, Y, V words of layout 1
+    static constexpr int kFwd3Pos[3] = {1, 2, 0};  // U, Y, V words of layout 3
     for (int k = 0; k < 3; ++k) {
         int lo[3], hi[3];
         for (int c = 0; c < 3; ++c) {
             lo[c] = 32767;
             hi[c] = -32768;
             for (int i = 0; i < 256; ++i) {
-                if (t.fwd1[c][i][kFwd1Pos[k]] != t.fwd2[c][i][k] || t.fwd2[c][i][3] != 0 || t.fwd1[c][i][1] != 0)
+                if (t.fwd1[c][i][kFwd1Pos[k]] != t.fwd2[c][i][k] || t.fwd3[c][i][kFwd3Pos[k]] != t.fwd2[c][i][k] ||
+                    t.fwd2[c][i][3] != 0 || t.fwd1[c][i][1] != 0)
                     return false;
                 lo[c] = std::min<int>(lo[c], t.fwd2[c][i][k]);
                 hi[c] = std::max<int>(hi[c], t.fwd2[c][i][k]);
             }
         }
-        if (t.off1[kFwd1Pos[k]] != t.off2[k]) return false;
+        if (t.off1[kFwd1Pos[k]] != t.off2[k] || t.off3[kFwd3Pos[k]] != t.off2[k]) return false;
         const int lo2 = lo[kTabB] + lo[kTabG], hi2 = hi[kTabB] + hi[kTabG];
         const int lo3 = lo2 + lo[kTabR], hi3 = hi2 + hi[kTabR];
         const int lo4 = lo3 + t.off2[k], hi4 = hi3 + t.off2[k];

@@ -15,6 +15,7 @@
 
 #include "LyPixelUtils.h"
 #include "format/LyColorTables.h"
+#include "format/LyPackedKernels.h"
 #include "memory/LyCpu.h"
 #include "threading/LyBandFrame.h"
 
@@ -91,17 +92,23 @@ inline void VuyaToBgr(const SLyColorTableSet& t, uint32_t px, unsigned out[3]) {
 // ------------------------------------------------------------ 32-bit destinations
 
 // Which 32-bit pairing: BGRA overlay into VUYA, or VUYA overlay into BGRA.
+// kConverted: the overlay has already been converted to the destination's
+// layout (by the converters' row kernels, see Row32Chunked).
 enum Direction : int {
     kBgraIntoVuya = 0,
     kVuyaIntoBgra = 1,
+    kConverted = 2,
 };
 
 template <int Dir>
 inline void ConvertPixel(const SLyColorTableSet& t, uint32_t px, unsigned c[3]) {
-    if (Dir == kBgraIntoVuya)
+    if (Dir == kBgraIntoVuya) {
         BgraToVuy(t, px, c);
-    else
+    } else if (Dir == kVuyaIntoBgra) {
         VuyaToBgr(t, px, c);
+    } else {
+        for (int k = 0; k < 3; ++k) c[k] = (px >> (8 * k)) & 0xFFu;
+    }
 }
 
 // Weighted rule (mode flag nonzero) for a pair of one or two pixels: an
@@ -240,36 +247,164 @@ int Row32Sse2(const SLyColorTableSet& t, const unsigned char* o, unsigned char* 
 }
 #endif
 
-// One 32-bit row. The vector form takes whole pairs; the scalar rule takes
+// ------------------------------------------------------------ converted runs
+// Under the weighted rule a pixel's converted colour does not depend on the
+// destination, so the overlay can be converted a run at a time by the
+// converters' vector row kernels and then mixed a vector at a time. Those
+// kernels add the same table words in the same order with the same
+// saturation and shift (and copy the alpha, from which the weights follow),
+// so the bytes are those of a lookup per pixel; the converters refuse their
+// vector forms (ConverterIsa() is then scalar) when the tables would not
+// allow that, and so does this path.
+
+constexpr int kRunPixels = 128;  // even, so a run never splits a pair
+
+// Everything a row kernel needs besides its pointers.
+struct SLyMixRow {
+    Isa isa;         // mixing kernels
+    Isa convertIsa;  // converters' row kernels; Scalar: no converted runs
+    int colorimetry;
+    const SLyColorTableSet* tables;
+};
+
+#if LY_X86
+// True when every pixel of the run [p, p + 4 * n) has alpha 0.
+bool RunTransparent(const unsigned char* p, int n) {
+    __m128i acc = _mm_setzero_si128();
+    int i = 0;
+    for (; i + 4 <= n; i += 4) acc = _mm_or_si128(acc, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 4 * i)));
+    unsigned tail = 0;
+    for (; i < n; ++i) tail |= p[4 * i + 3];
+    const int zero = _mm_movemask_epi8(_mm_cmpeq_epi8(acc, _mm_setzero_si128()));
+    return tail == 0 && (zero & 0x8888) == 0x8888;
+}
+
+// The weighted rule on four converted pixels (two pairs).
+inline __m128i MixConverted4(__m128i c, __m128i d) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i alpha = _mm_and_si128(c, _mm_set1_epi32(static_cast<int>(0xFF000000u)));
+    // w = (A * 128 + 255) >> 8 in each pixel's two low words.
+    const __m128i w = _mm_srli_epi32(_mm_add_epi32(_mm_srli_epi32(alpha, 17), _mm_set1_epi32(255)), 8);
+    const __m128i ww = _mm_or_si128(w, _mm_slli_epi32(w, 16));
+    const __m128i lo = MixLanesSse2(_mm_unpacklo_epi8(c, zero), _mm_unpacklo_epi8(d, zero), _mm_unpacklo_epi32(ww, ww));
+    const __m128i hi = MixLanesSse2(_mm_unpackhi_epi8(c, zero), _mm_unpackhi_epi8(d, zero), _mm_unpackhi_epi32(ww, ww));
+    const __m128i mixed = _mm_or_si128(_mm_packus_epi16(lo, hi), _mm_set1_epi32(static_cast<int>(0xFF000000u)));
+    // A pair of two transparent pixels keeps every byte, alpha included.
+    const __m128i clear = _mm_cmpeq_epi32(alpha, zero);
+    const __m128i keep = _mm_and_si128(clear, _mm_shuffle_epi32(clear, _MM_SHUFFLE(2, 3, 0, 1)));
+    return _mm_or_si128(_mm_and_si128(keep, d), _mm_andnot_si128(keep, mixed));
+}
+
+LY_TARGET_AVX2 inline __m256i MixLanesAvx2(__m256i c, __m256i d, __m256i w) {
+    return _mm256_add_epi16(d, _mm256_srai_epi16(_mm256_mullo_epi16(_mm256_sub_epi16(c, d), w), 7));
+}
+
+// MixConverted4 on eight pixels; every step stays within its 128-bit lane.
+LY_TARGET_AVX2 inline __m256i MixConverted8(__m256i c, __m256i d) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i alphaMask = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+    const __m256i alpha = _mm256_and_si256(c, alphaMask);
+    const __m256i w = _mm256_srli_epi32(_mm256_add_epi32(_mm256_srli_epi32(alpha, 17), _mm256_set1_epi32(255)), 8);
+    const __m256i ww = _mm256_or_si256(w, _mm256_slli_epi32(w, 16));
+    const __m256i lo =
+        MixLanesAvx2(_mm256_unpacklo_epi8(c, zero), _mm256_unpacklo_epi8(d, zero), _mm256_unpacklo_epi32(ww, ww));
+    const __m256i hi =
+        MixLanesAvx2(_mm256_unpackhi_epi8(c, zero), _mm256_unpackhi_epi8(d, zero), _mm256_unpackhi_epi32(ww, ww));
+    const __m256i mixed = _mm256_or_si256(_mm256_packus_epi16(lo, hi), alphaMask);
+    const __m256i clear = _mm256_cmpeq_epi32(alpha, zero);
+    const __m256i keep = _mm256_and_si256(clear, _mm256_shuffle_epi32(clear, _MM_SHUFFLE(2, 3, 0, 1)));
+    return _mm256_blendv_epi8(mixed, d, keep);
+}
+
+LY_TARGET_AVX2 int MixConvertedAvx2(const unsigned char* c, unsigned char* d, int n) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m256i cv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c + 4 * i));
+        // Transparent stretches of a title cost a load and a test.
+        if (_mm256_testz_si256(cv, _mm256_set1_epi32(static_cast<int>(0xFF000000u)))) continue;
+        __m256i* dp = reinterpret_cast<__m256i*>(d + 4 * i);
+        _mm256_storeu_si256(dp, MixConverted8(cv, _mm256_loadu_si256(dp)));
+    }
+    return i;
+}
+
+// Mixes the n converted pixels at c (n even) into d by the weighted rule.
+void MixConverted(Isa isa, const unsigned char* c, unsigned char* d, int n) {
+    int i = isa == Isa::Avx2 ? MixConvertedAvx2(c, d, n) : 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m128i cv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(c + 4 * i));
+        __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * i);
+        _mm_storeu_si128(dp, MixConverted4(cv, _mm_loadu_si128(dp)));
+    }
+    for (; i < n; i += 2) WeightedPixelsScalar<kConverted>(ly::ColorTables(0), c + 4 * i, d + 4 * i, 2);
+}
+
+// Converts the n overlay pixels at o (n <= kRunPixels) into `run`.
+template <int Dir>
+void ConvertRun(const SLyMixRow& row, const unsigned char* o, unsigned char* run, int n) {
+    if (Dir == kBgraIntoVuya)
+        ly::packed::BgraToVuyaRow(row.convertIsa, row.colorimetry, o, run, n);
+    else
+        ly::packed::VuyaToBgraRow(row.convertIsa, row.colorimetry, o, run, n);
+}
+
+// The weighted rule over a row's whole pairs, a converted run at a time;
+// returns the pixels done.
+template <int Dir>
+int Row32Runs(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int width) {
+    alignas(32) unsigned char run[4 * kRunPixels];
+    const int pairsEnd = width & ~1;
+    for (int x = 0; x < pairsEnd; x += kRunPixels) {
+        const int n = pairsEnd - x < kRunPixels ? pairsEnd - x : kRunPixels;
+        if (RunTransparent(o + 4 * x, n)) continue;
+        ConvertRun<Dir>(row, o + 4 * x, run, n);
+        MixConverted(row.isa, run, d + 4 * x, n);
+    }
+    return pairsEnd;
+}
+#endif
+
+// One 32-bit row. The vector forms take whole pairs; the scalar rule takes
 // what is left (the odd last pixel), which is the same rule on one pixel.
 template <int Dir, bool Over>
-void Row32(Isa isa, const SLyColorTableSet& t, const unsigned char* o, unsigned char* d, int width) {
+void Row32(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int width) {
+    const SLyColorTableSet& t = *row.tables;
 #if LY_X86
-    if (isa != Isa::Scalar) {
-        const int done = Row32Sse2<Dir, Over>(t, o, d, width);
+    if (row.isa != Isa::Scalar) {
+        int done;
+        if (!Over && row.convertIsa != Isa::Scalar)
+            done = Row32Runs<Dir>(row, o, d, width);
+        else
+            done = Row32Sse2<Dir, Over>(t, o, d, width);
         if (done < width) Row32Scalar<Dir, Over>(t, o + 4 * done, d + 4 * done, width - done);
         return;
     }
-#else
-    (void)isa;
 #endif
     Row32Scalar<Dir, Over>(t, o, d, width);
 }
 
-using Row32Kernel = void (*)(Isa, const SLyColorTableSet&, const unsigned char*, unsigned char*, int);
+using Row32Kernel = void (*)(const SLyMixRow&, const unsigned char*, unsigned char*, int);
+
+// The row kernels' instruction sets: the converters' choice can be lower than
+// the mixers' (it also checks the tables and the rounding mode).
+SLyMixRow MixRowSetup(int colorimetry) {
+    const Isa isa = ly::ActiveIsa();
+    Isa convertIsa = ly::packed::ConverterIsa();
+    if (isa == Isa::Scalar) convertIsa = Isa::Scalar;
+    return {isa, convertIsa, colorimetry, &ly::ColorTables(colorimetry)};
+}
 
 template <int Dir>
 void Mix32(const unsigned char* overlay, int overlayPitch, unsigned char* destination, int destinationPitch,
            ELyColorimetry colorimetry, int modeFlag, int width, int height) {
     if (!overlay || !destination || width < 1 || height < 1 || overlayPitch < 1 || destinationPitch < 1) return;
     if (colorimetry != Colorimetry_BT601 && colorimetry != Colorimetry_BT709) return;
-    const SLyColorTableSet& tables = ly::ColorTables(colorimetry);
+    const SLyMixRow row = MixRowSetup(colorimetry);
     const Row32Kernel kernel = modeFlag != 0 ? &Row32<Dir, false> : &Row32<Dir, true>;
-    const Isa isa = ly::ActiveIsa();
     ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
         const unsigned char* o = ly::RowAt(overlay, overlayPitch, firstRow);
         unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, o += overlayPitch, d += destinationPitch) kernel(isa, tables, o, d, width);
+        for (int r = 0; r < rows; ++r, o += overlayPitch, d += destinationPitch) kernel(row, o, d, width);
     });
 }
 
@@ -460,10 +595,86 @@ int Pairs422Sse2(const SLyColorTableSet* t, const unsigned char* o, unsigned cha
 }
 #endif
 
+#if LY_X86
+// Word shuffle: the bytes at the eight indices, zero-extended, in each lane.
+LY_TARGET_AVX2 inline __m256i WordPick(char i0, char i1, char i2, char i3, char i4, char i5, char i6, char i7) {
+    const char z = -128;
+    return _mm256_setr_epi8(i0, z, i1, z, i2, z, i3, z, i4, z, i5, z, i6, z, i7, z,  //
+                            i0, z, i1, z, i2, z, i3, z, i4, z, i5, z, i6, z, i7, z);
+}
+
+// 7-bit weights of the alpha bytes picked by `pick`.
+LY_TARGET_AVX2 inline __m256i PickWeights(__m256i pixels, __m256i pick) {
+    const __m256i a = _mm256_shuffle_epi8(pixels, pick);
+    return _mm256_srli_epi16(_mm256_add_epi16(_mm256_slli_epi16(a, 7), _mm256_set1_epi16(255)), 8);
+}
+
+// Eight whole pairs of a VUYA overlay into an 8-bit UYVY row at a time. The
+// destination words (U, Y0, V, Y1 per pair) are mixed twice: once as the
+// pair's first pixel sees them and once as its second pixel does. The luma
+// words get the same colour and weight in both views, so the rounded-up mean
+// of the two leaves them as mixed, while each chroma word becomes the mean of
+// its two pixels' mixes. A pair of weight 0 comes back unchanged by itself.
+LY_TARGET_AVX2 int VuyaPairs8Avx2(const unsigned char* c, unsigned char* d, int pairs) {
+    // Overlay bytes per pixel: V, U, Y, A.
+    const __m256i colourFirst = WordPick(1, 2, 0, 6, 9, 10, 8, 14);    // U0 Y0 V0 Y1 | U2 Y2 V2 Y3
+    const __m256i colourSecond = WordPick(5, 2, 4, 6, 13, 10, 12, 14);  // U1 Y0 V1 Y1 | U3 Y2 V3 Y3
+    const __m256i alphaFirst = WordPick(3, 3, 3, 7, 11, 11, 11, 15);
+    const __m256i alphaSecond = WordPick(7, 3, 7, 7, 15, 11, 15, 15);
+    const __m256i alphaBits = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+    const __m256i zero = _mm256_setzero_si256();
+    int p = 0;
+    for (; p + 8 <= pairs; p += 8, c += 64, d += 32) {
+        const __m256i r0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c));
+        const __m256i r1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c + 32));
+        if (_mm256_testz_si256(_mm256_or_si256(r0, r1), alphaBits)) continue;
+        const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(d));
+        // Unpacking works within 128-bit lanes: the low words hold pairs 0, 1
+        // and 4, 5, which are pixels 0-3 and 8-11; the high words the rest.
+        const __m256i src[2] = {_mm256_permute2x128_si256(r0, r1, 0x20), _mm256_permute2x128_si256(r0, r1, 0x31)};
+        const __m256i dst[2] = {_mm256_unpacklo_epi8(dv, zero), _mm256_unpackhi_epi8(dv, zero)};
+        __m256i out[2];
+        for (int h = 0; h < 2; ++h) {
+            const __m256i first = MixLanesAvx2(_mm256_shuffle_epi8(src[h], colourFirst), dst[h],
+                                               PickWeights(src[h], alphaFirst));
+            const __m256i second = MixLanesAvx2(_mm256_shuffle_epi8(src[h], colourSecond), dst[h],
+                                                PickWeights(src[h], alphaSecond));
+            out[h] = _mm256_avg_epu16(first, second);
+        }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_packus_epi16(out[0], out[1]));
+    }
+    return p;
+}
+
+// Whole pairs of a VUYA overlay into a 4:2:2 row, vector forms only.
+template <bool D16>
+void VuyaPairs422(Isa isa, const unsigned char* c, unsigned char* d, int pairs) {
+    constexpr int kPairBytes = D16 ? 8 : 4;
+    const int done = !D16 && isa == Isa::Avx2 ? VuyaPairs8Avx2(c, d, pairs) : 0;
+    Pairs422Sse2<kFromVuya, D16>(nullptr, c + 8 * done, d + kPairBytes * done, pairs - done);
+}
+
+// A BGRA overlay's whole pairs, converted to VUYA a run at a time (see
+// "converted runs"): the VUYA pair kernel then gives the same bytes.
+template <bool D16>
+void BgraPairs422Runs(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int pairs) {
+    constexpr int kPairBytes = D16 ? 8 : 4;
+    constexpr int kRunPairs = kRunPixels / 2;
+    alignas(32) unsigned char run[4 * kRunPixels];
+    for (int p = 0; p < pairs; p += kRunPairs) {
+        const int n = pairs - p < kRunPairs ? pairs - p : kRunPairs;
+        const unsigned char* op = o + 8 * p;
+        if (RunTransparent(op, 2 * n)) continue;
+        ly::packed::BgraToVuyaRow(row.convertIsa, row.colorimetry, op, run, 2 * n);
+        VuyaPairs422<D16>(row.isa, run, d + kPairBytes * p, n);
+    }
+}
+#endif
+
 template <int Src, bool D16>
-void Row422(Isa isa, const SLyColorTableSet* t, const unsigned char* o, unsigned char* d, int width,
-            int pairStart) {
+void Row422(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int width, int pairStart) {
     constexpr int kPixelBytes = D16 ? 4 : 2;
+    const SLyColorTableSet* t = row.tables;
     int x = 0;
     if (pairStart == 0) {
         LeadingPixelScalar<Src, D16>(t, o, d - kPixelBytes);
@@ -473,27 +684,30 @@ void Row422(Isa isa, const SLyColorTableSet* t, const unsigned char* o, unsigned
     unsigned char* dp = d + kPixelBytes * x;
     const int pairs = (width - x) / 2;
 #if LY_X86
-    if (isa != Isa::Scalar)
+    if (Src == kFromBgra && row.convertIsa != Isa::Scalar)
+        BgraPairs422Runs<D16>(row, op, dp, pairs);
+    else if (Src == kFromVuya && row.isa != Isa::Scalar)
+        VuyaPairs422<D16>(row.isa, op, dp, pairs);
+    else if (row.isa != Isa::Scalar)
         Pairs422Sse2<Src, D16>(t, op, dp, pairs);
     else
         Pairs422Scalar<Src, D16>(t, op, dp, pairs);
 #else
-    (void)isa;
     Pairs422Scalar<Src, D16>(t, op, dp, pairs);
 #endif
     if (x + 2 * pairs < width) TrailingPixelScalar<Src, D16>(t, op + 8 * pairs, dp + 2 * kPixelBytes * pairs);
 }
 
-using Row422Kernel = void (*)(Isa, const SLyColorTableSet*, const unsigned char*, unsigned char*, int, int);
+using Row422Kernel = void (*)(const SLyMixRow&, const unsigned char*, unsigned char*, int, int);
 
 void Mix422(const unsigned char* overlay, int overlayPitch, unsigned char* destination, int destinationPitch,
-            const SLyColorTableSet* tables, Row422Kernel kernel, int pairStart, int width, int height) {
-    const Isa isa = ly::ActiveIsa();
+            int colorimetry, Row422Kernel kernel, int pairStart, int width, int height) {
+    const SLyMixRow row = MixRowSetup(colorimetry);
     ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
         const unsigned char* o = ly::RowAt(overlay, overlayPitch, firstRow);
         unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
         for (int r = 0; r < rows; ++r, o += overlayPitch, d += destinationPitch)
-            kernel(isa, tables, o, d, width, pairStart);
+            kernel(row, o, d, width, pairStart);
     });
 }
 
@@ -520,7 +734,7 @@ void MixVUYA4444WithUYVY422(const unsigned char* overlay, int overlayPitch, unsi
     if (bitDepth == 8) kernel = &Row422<kFromVuya, false>;
     if (bitDepth == 16) kernel = &Row422<kFromVuya, true>;
     if (!kernel) return;
-    Mix422(overlay, overlayPitch, destination, destinationPitch, nullptr, kernel, pairStart, width, height);
+    Mix422(overlay, overlayPitch, destination, destinationPitch, 0, kernel, pairStart, width, height);
 }
 
 void MixBGRA4444WithUYVY422(const unsigned char* overlay, int overlayPitch, unsigned char* destination,
@@ -532,8 +746,7 @@ void MixBGRA4444WithUYVY422(const unsigned char* overlay, int overlayPitch, unsi
     if (bitDepth == 8) kernel = &Row422<kFromBgra, false>;
     if (bitDepth == 16) kernel = &Row422<kFromBgra, true>;
     if (!kernel) return;
-    Mix422(overlay, overlayPitch, destination, destinationPitch, &ly::ColorTables(colorimetry), kernel, pairStart,
-           width, height);
+    Mix422(overlay, overlayPitch, destination, destinationPitch, colorimetry, kernel, pairStart, width, height);
 }
 
 }  // namespace LyPixelUtils

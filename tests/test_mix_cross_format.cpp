@@ -1,4 +1,5 @@
 // LY_TEST_LABELS: threading
+#include <functional>
 #include <optional>
 #include <thread>
 
@@ -125,13 +126,15 @@ void Call(int op, const TestImage& o, TestImage& d, int cs, int flag, bool d16, 
 // One case of one operation under every instruction set against the
 // reference. For pair-start 0 the destination holds one pixel more, before
 // the row, and only that pixel's pair bytes may change besides the row.
-::testing::AssertionResult MixCase(int op, int cs, int flag, bool d16, int w, int h, bool everyIsa = true) {
+::testing::AssertionResult MixCase(int op, int cs, int flag, bool d16, int w, int h, bool everyIsa = true,
+                                   const std::function<void(TestImage&)>& shapeOverlay = {}) {
     const bool packed = op >= 2, lead = packed && flag == 0;
     const int bpp = packed && !d16 ? 2 : 4;
     ImageLayout lo = LayoutsFor(w, h, 4)[(w + h) % 16], ld = LayoutsFor(w + lead, h, bpp)[(w * 3 + h) % 16];
     if (!packed) lo.bottomUp = ld.bottomUp = false;  // these two take positive pitches only
     TestImage o(lo), d(ld), start(ld), expected(ld);
     FillOverlay(o), start.FillRandomWithExtremes(), expected.CopyPixelsFrom(start);
+    if (shapeOverlay) shapeOverlay(o);
     for (int y = 0; y < h; ++y)
         if (packed) RefRow422(op, cs, d16, lead, o.row(y), expected.row(y), w);
         else RefRow32(op, cs, flag, o.row(y), expected.row(y), w);
@@ -162,6 +165,29 @@ TEST(CrossFormatMix, EveryKernelMatchesReference) {
                         for (int w : TestWidths()) ASSERT_TRUE(MixCase(op, (w + h) % 2, flag, d16, w, h)) << threads;
                 }
     }
+}
+
+// Long rows are converted and mixed in runs: cross several run boundaries,
+// pair-aligned and not.
+TEST(CrossFormatMix, LongRowsMatchReference) {
+    for (int op = 0; op < 4; ++op)
+        for (int flag : {1, 0})
+            for (bool d16 : {false, true})
+                for (int w : {255, 256, 300, 513}) {
+                    if (op < 2 && d16) continue;
+                    ASSERT_TRUE(MixCase(op, w % 2, flag, d16, w, 3));
+                }
+}
+
+// Wholly transparent stretches are skipped; one visible pixel anywhere in a
+// long transparent row must still be mixed.
+TEST(CrossFormatMix, LoneVisiblePixelInTransparentRow) {
+    for (int lone : {0, 1, 127, 128, 129, 254, 255, 299})
+        for (int op = 0; op < 4; ++op)
+            ASSERT_TRUE(MixCase(op, 1, 1, false, 300, 2, true, [lone](TestImage& o) {
+                for (int y = 0; y < o.height(); ++y)
+                    for (int x = 0; x < o.width(); ++x) o.pixel(x, y)[3] = x == lone ? 200 : 0;
+            })) << lone;
 }
 
 TEST(CrossFormatMix, ZeroWordNextToOpaquePixelMakesBothOpaque) {
