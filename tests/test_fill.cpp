@@ -7,6 +7,8 @@ using lytest::TestImage;
 
 namespace {
 
+constexpr ELyPixelFormat kFillFormats[] = {PixelFormat_BGRA4444, PixelFormat_VUYA4444, PixelFormat_UYVY422,
+                                           PixelFormat_YUYVA422};
 
 uint32_t Word(const unsigned char* p) {
     uint32_t v;
@@ -14,26 +16,19 @@ uint32_t Word(const unsigned char* p) {
     return v;
 }
 
-uint16_t Sample(const unsigned char* p) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return v;
-}
+bool Is32Bit(ELyPixelFormat format) { return format == PixelFormat_BGRA4444 || format == PixelFormat_VUYA4444; }
+int BytesPerPixel(ELyPixelFormat format, int depth) { return Is32Bit(format) || depth == 16 ? 4 : 2; }
 
 // Bytes a fill writes into row 0 (-1: not written there).
 std::vector<int> ExpectedRow(ELyPixelFormat format, int depth, uint32_t word, int width) {
     const int y = (word >> 16) & 0xFF, cb = (word >> 8) & 0xFF, cr = word & 0xFF;
     std::vector<int> row;
-    auto put16 = [&row](int v) {
-        row.push_back(v & 0xFF);
-        row.push_back(v >> 8);
-    };
-    if (format == PixelFormat_BGRA4444 || format == PixelFormat_VUYA4444) {
+    if (Is32Bit(format)) {
         for (int x = 0; x < width; ++x)
             for (int b = 0; b < 4; ++b) row.push_back((word >> (8 * b)) & 0xFF);
         return row;
     }
-    const int bpp = depth == 16 ? 4 : 2;
+    const int bpp = BytesPerPixel(format, depth);
     const bool uyvy = format == PixelFormat_UYVY422;
     for (int p = 0; p < width / 2; ++p) {
         if (depth == 8 && uyvy)
@@ -41,17 +36,12 @@ std::vector<int> ExpectedRow(ELyPixelFormat format, int depth, uint32_t word, in
         else if (depth == 8)
             row.insert(row.end(), {y, cb, y, cr});
         else if (depth == 16 && uyvy)
-            for (int v : {cb, y, cr, y}) put16(v << 2);
+            for (int v : {cb, y, cr, y}) row.insert(row.end(), {(v << 2) & 0xFF, v >> 6});
         else
             row.insert(row.end(), 2 * bpp, -1);
     }
-    if (width & 1) row.insert(row.end(), bpp, -1);
+    row.insert(row.end(), (width & 1) * bpp, -1);
     return row;
-}
-
-int BytesPerPixel(ELyPixelFormat format, int depth) {
-    if (format == PixelFormat_BGRA4444 || format == PixelFormat_VUYA4444) return 4;
-    return depth == 16 ? 4 : 2;
 }
 
 // Fills an image of the given format with FillBlockColor and checks every
@@ -81,12 +71,10 @@ void CheckBlockFill(ELyPixelFormat format, int depth, uint32_t word, const lytes
             ASSERT_EQ(img.row(r)[i], want) << where << " row " << r << " byte " << i;
         }
     if (!hasAlpha) return;
-    const uint16_t a16 = static_cast<uint16_t>((word >> 24) * 16);
     for (int r = 0; r < h; ++r) {
-        const unsigned char* row = img.row(h + r);
-        for (int x = 0; x < (w & ~1); ++x) ASSERT_EQ(Sample(row + 2 * x), a16) << where << " alpha row " << r;
+        for (int x = 0; x < (w & ~1); ++x) ASSERT_EQ(lytest::Sample16(img, x, h + r), (word >> 24) * 16) << where;
         for (int i = (w & ~1) * 2; i < rowBytes; ++i)
-            ASSERT_EQ(row[i], pixels[static_cast<size_t>(h + r) * rowBytes + i]) << where << " alpha row " << r;
+            ASSERT_EQ(img.row(h + r)[i], pixels[static_cast<size_t>(h + r) * rowBytes + i]) << where << " alpha " << r;
     }
 }
 
@@ -94,7 +82,9 @@ void CheckBlockFill(ELyPixelFormat format, int depth, uint32_t word, const lytes
 
 // ============================================================ named colours
 
-TEST(Fill, FixedColorWords) {
+// The words of the named colours, and FillFixedColor filling every format and
+// depth with the word of its colorimetry (the YUV formats with the VUYA word).
+TEST(Fill, FixedColours) {
     struct Known {
         ELyFixedColor color;
         uint32_t bgra, vuya601, vuya709;
@@ -114,23 +104,33 @@ TEST(Fill, FixedColorWords) {
             w = 0;
             LyPixelUtils::GetFixedColor(PixelFormat_BGRA4444, static_cast<ELyColorimetry>(5), k.color, w, alpha);
             EXPECT_EQ(w, a | k.bgra);
-            LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, Colorimetry_BT601, k.color, w, alpha);
-            EXPECT_EQ(w, a | k.vuya601);
-            LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, Colorimetry_BT709, k.color, w, alpha);
-            EXPECT_EQ(w, a | k.vuya709);
+            for (ELyColorimetry cs : {Colorimetry_BT601, Colorimetry_BT709}) {
+                const uint32_t vuya = a | (cs == Colorimetry_BT601 ? k.vuya601 : k.vuya709);
+                EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, cs, k.color, w, alpha), 1);
+                EXPECT_EQ(w, vuya);
+                for (ELyPixelFormat f : kFillFormats)
+                    for (unsigned char depth : {8, 16}) {
+                        // 5 x 2 pixels, and below them the alpha plane of format 7.
+                        TestImage got(5, 4, BytesPerPixel(f, depth)), want(5, 4, BytesPerPixel(f, depth));
+                        got.FillRandom();
+                        want.CopyPixelsFrom(got);
+                        ASSERT_EQ(LyPixelUtils::FillFixedColor(got.data(), got.pitch(), 5, 2, f, depth, cs, k.color,
+                                                               static_cast<unsigned char>(alpha)),
+                                  1);
+                        LyPixelUtils::FillBlockColor(want.data(), want.pitch(), 5, 2, f, depth, cs,
+                                                     f == PixelFormat_BGRA4444 ? a | k.bgra : vuya);
+                        ASSERT_TRUE(lytest::SameBytes(want.Pixels(), got.Pixels()))
+                            << "format " << f << " depth " << int(depth) << " cs " << cs << " colour " << k.color;
+                    }
+            }
         }
 }
 
 TEST(Fill, UnknownColoursFormatsAndColorimetries) {
     uint32_t w = 0x12345678;
-    for (int color : {0, 2, 4, 8, -1}) {
-        EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_BGRA4444, Colorimetry_BT601,
-                                              static_cast<ELyFixedColor>(color), w, 255),
-                  1);
-        EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, Colorimetry_BT709,
-                                              static_cast<ELyFixedColor>(color), w, 255),
-                  1);
-    }
+    for (int color : {0, 2, 4, 8, -1})
+        for (ELyPixelFormat f : {PixelFormat_BGRA4444, PixelFormat_VUYA4444})
+            EXPECT_EQ(LyPixelUtils::GetFixedColor(f, Colorimetry_BT709, static_cast<ELyFixedColor>(color), w, 255), 1);
     EXPECT_EQ(LyPixelUtils::GetFixedColor(PixelFormat_VUYA4444, static_cast<ELyColorimetry>(2), FixedColor_Red, w, 9),
               1);
     for (int format : {0, 3, 4, 7, 8})
@@ -138,55 +138,31 @@ TEST(Fill, UnknownColoursFormatsAndColorimetries) {
                                               w, 9),
                   0);
     EXPECT_EQ(w, 0x12345678u);
-}
 
-TEST(Fill, ColoursThatYieldNothingFillWithZero) {
-    for (int color : {2, 4, 9}) {
-        TestImage img(6, 2, 4);
+    // A colour, or for YUV a colorimetry, that yields no word fills with 0.
+    struct NoWord {
+        ELyPixelFormat format;
+        int bpp;
+        ELyColorimetry cs;
+        int color;
+    };
+    const auto bt601 = Colorimetry_BT601, unknown = static_cast<ELyColorimetry>(3);
+    for (const NoWord& c : {NoWord{PixelFormat_BGRA4444, 4, bt601, 2}, NoWord{PixelFormat_BGRA4444, 4, bt601, 4},
+                            NoWord{PixelFormat_BGRA4444, 4, bt601, 9}, NoWord{PixelFormat_UYVY422, 2, unknown, 5}}) {
+        TestImage img(6, 2, c.bpp);
         img.FillRandom();
-        ASSERT_EQ(LyPixelUtils::FillFixedColor(img.data(), img.pitch(), 6, 2, PixelFormat_BGRA4444, 8,
-                                               Colorimetry_BT601, static_cast<ELyFixedColor>(color), 0xFF),
+        ASSERT_EQ(LyPixelUtils::FillFixedColor(img.data(), img.pitch(), 6, 2, c.format, 8, c.cs,
+                                               static_cast<ELyFixedColor>(c.color), 0xFF),
                   1);
-        EXPECT_TRUE(lytest::SameBytes(std::vector<unsigned char>(48, 0), img.Pixels()));
+        EXPECT_TRUE(lytest::SameBytes(std::vector<unsigned char>(12 * c.bpp, 0), img.Pixels())) << c.color;
     }
-    // A YUV fill with an unknown colorimetry has no word either.
-    TestImage img(6, 2, 2);
-    img.FillRandom();
-    LyPixelUtils::FillFixedColor(img.data(), img.pitch(), 6, 2, PixelFormat_UYVY422, 8, static_cast<ELyColorimetry>(3),
-                                 FixedColor_Red, 0xFF);
-    EXPECT_TRUE(lytest::SameBytes(std::vector<unsigned char>(24, 0), img.Pixels()));
-}
-
-TEST(Fill, KnownWords) {
-    TestImage vuya(5, 3, 4);
-    LyPixelUtils::FillFixedColor(vuya.data(), vuya.pitch(), 5, 3, PixelFormat_VUYA4444, 8, Colorimetry_BT709,
-                                 FixedColor_Red, 128);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 5; ++x) EXPECT_EQ(Word(vuya.pixel(x, y)), 0x803F66F0u);
-
-    TestImage yuyva(4, 4, 2);  // two packed rows, two alpha rows
-    LyPixelUtils::FillFixedColor(yuyva.data(), yuyva.pitch(), 4, 2, PixelFormat_YUYVA422, 8, Colorimetry_BT601,
-                                 FixedColor_White, 255);
-    for (int y = 0; y < 2; ++y) {
-        EXPECT_TRUE(lytest::SameBytes({235, 128, 235, 128, 235, 128, 235, 128},
-                                      {yuyva.row(y), yuyva.row(y) + 8}));
-        for (int x = 0; x < 4; ++x) EXPECT_EQ(Sample(yuyva.row(2 + y) + 2 * x), 0x0FF0);
-    }
-
-    TestImage uyvy16(2, 1, 4);
-    LyPixelUtils::FillFixedColor(uyvy16.data(), uyvy16.pitch(), 2, 1, PixelFormat_UYVY422, 16, Colorimetry_BT601,
-                                 FixedColor_Blue, 0);
-    const uint16_t want[4] = {240 << 2, 41 << 2, 110 << 2, 41 << 2};
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(Sample(uyvy16.data() + 2 * i), want[i]);
 }
 
 // ============================================================ block fills: every byte, every layout
 
 TEST(Fill, BlockFillWritesExactlyItsBytes) {
-    const ELyPixelFormat formats[] = {PixelFormat_BGRA4444, PixelFormat_VUYA4444, PixelFormat_UYVY422,
-                                      PixelFormat_YUYVA422};
     // Depth 10 shows the rows below copying an unwritten row 0.
-    for (ELyPixelFormat format : formats)
+    for (ELyPixelFormat format : kFillFormats)
         for (int depth : {8, 16, 10})
             for (int w : lytest::TestWidths())
                 for (int h : lytest::TestHeights()) {
@@ -195,19 +171,6 @@ TEST(Fill, BlockFillWritesExactlyItsBytes) {
                     CheckBlockFill(format, depth, word, layouts[(w + h) % layouts.size()]);
                     if (HasFatalFailure()) return;
                 }
-}
-
-TEST(Fill, YuyvaAtDepthSixteenWritesOnlyTheAlphaPlane) {
-    // Row 0 stays as it was and is copied down; only the alpha plane changes.
-    TestImage img(7, 6, 4, 5, 3, true);
-    img.FillRandom();
-    const auto row0 = std::vector<unsigned char>(img.row(0), img.row(0) + img.rowBytes());
-    ASSERT_EQ(LyPixelUtils::FillBlockColor(img.data(), img.pitch(), 7, 3, PixelFormat_YUYVA422, 16, Colorimetry_BT601,
-                                           0x40123456u),
-              1);
-    for (int y = 0; y < 3; ++y) EXPECT_TRUE(lytest::SameBytes(row0, {img.row(y), img.row(y) + img.rowBytes()}));
-    for (int y = 3; y < 6; ++y)
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(Sample(img.row(y) + 2 * x), 0x40 * 16);
 }
 
 TEST(Fill, BlockFillRefusals) {
@@ -221,8 +184,8 @@ TEST(Fill, BlockFillRefusals) {
                                                255),
                   0);
     }
-    for (int format : {1, 2, 3, 7}) {
-        const auto f = static_cast<ELyPixelFormat>(format);
+    EXPECT_EQ(LyPixelUtils::FillGridColor(nullptr, 44, 11, 4, 1, 2, {2, 2}), 0);
+    for (ELyPixelFormat f : kFillFormats) {
         EXPECT_EQ(LyPixelUtils::FillBlockColor(nullptr, 32, 8, 2, f, 8, Colorimetry_BT601, 1), 0);
         EXPECT_EQ(LyPixelUtils::FillFixedColor(nullptr, 32, 8, 2, f, 8, Colorimetry_BT601, FixedColor_Red, 1), 0);
         // Empty images: success with nothing written (no alpha plane either).
@@ -245,65 +208,11 @@ TEST(Fill, RowsThatShareBytes) {
                                                0x01020304u),
                   1);
         const int lo = std::min(0, 3 * pitch), hi = std::max(0, 3 * pitch) + 12;
-        for (int i = -24; i < 40; ++i) {
-            if (i >= lo && i < hi)
-                ASSERT_EQ(start[i], 4 - (i - lo) % 4) << pitch << " " << i;
-            else
-                ASSERT_EQ(start[i], 0xAA) << pitch << " " << i;
-        }
+        for (int i = -24; i < 40; ++i)
+            ASSERT_EQ(start[i], i >= lo && i < hi ? 4 - (i - lo) % 4 : 0xAA) << pitch << " " << i;
     }
-}
-
-// ============================================================ grid
-
-TEST(Fill, GridMatchesTheWorkedExample) {
-    TestImage img(10, 4, 4, 1, 3);
-    ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), 10, 4, 0x11111111u, 0x22222222u, {4, 2}), 1);
-    const uint32_t c1 = 0x11111111u, c2 = 0x22222222u;
-    const uint32_t a[10] = {c1, c1, c1, c1, c2, c2, c2, c2, c1, c1};
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 10; ++x) EXPECT_EQ(Word(img.pixel(x, y)), y < 2 ? a[x] : (a[x] == c1 ? c2 : c1));
-}
-
-TEST(Fill, GridIsACheckerboardCutAtTheEdges) {
-    const uint32_t c1 = 0xFF102030u, c2 = 0x80405060u;
-    for (int w : {1, 2, 3, 7, 16, 17, 33, 67})
-        for (int h : {1, 2, 3, 15, 16, 17})
-            for (int cx : {1, 2, 3, 5, 8})
-                for (int cy : {1, 2, 4, 7}) {
-                    const auto layouts = lytest::LayoutsFor(w, h, 4);
-                    TestImage img(layouts[(w * 3 + h + cx + cy) % 16]);
-                    img.FillRandom();
-                    const auto before = img.Snapshot();
-                    ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), w, h, c1, c2, {cx, cy}), 1);
-                    ASSERT_TRUE(img.OutsideUnchanged(before)) << img.Describe();
-                    const bool solid = w < cx || h < cy;
-                    for (int y = 0; y < h; ++y)
-                        for (int x = 0; x < w; ++x) {
-                            const uint32_t want = solid || ((x / cx + y / cy) % 2 == 0) ? c1 : c2;
-                            ASSERT_EQ(Word(img.pixel(x, y)), want)
-                                << img.Describe() << " cell " << cx << "x" << cy << " at " << x << "," << y;
-                        }
-                }
-}
-
-TEST(Fill, GridWithoutAUsableCellIsSolidFirstColour) {
-    for (tagSIZE cell : {tagSIZE{0, 0}, tagSIZE{0, 3}, tagSIZE{3, 0}, tagSIZE{-2, 2}, tagSIZE{2, -5},
-                         tagSIZE{12, 1}, tagSIZE{1, 5}}) {
-        TestImage img(11, 4, 4, 6, 2, true);
-        img.FillRandom();
-        const auto before = img.Snapshot();
-        ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), 11, 4, 0xAABBCCDDu, 0x01020304u, cell), 1);
-        EXPECT_TRUE(img.OutsideUnchanged(before));  // only the image's own rows
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 11; ++x) ASSERT_EQ(Word(img.pixel(x, y)), 0xAABBCCDDu) << cell.cx << "x" << cell.cy;
-    }
-    EXPECT_EQ(LyPixelUtils::FillGridColor(nullptr, 44, 11, 4, 1, 2, {2, 2}), 0);
-}
-
-TEST(Fill, GridWithRowsThatShareBytesWritesRowsInOrder) {
-    // Every row is written in full, top to bottom, so where rows overlap the
-    // lower row wins.
+    // The grid writes every row in full, top to bottom: where rows overlap
+    // the lower row wins.
     const int w = 5, h = 6, pitch = 8;  // rows of 20 bytes, 8 apart
     std::vector<unsigned char> got(pitch * (h - 1) + 4 * w + 16, 0xAA), want(got);
     ASSERT_EQ(LyPixelUtils::FillGridColor(got.data() + 8, pitch, w, h, 0x11111111u, 0x22222222u, {2, 2}), 1);
@@ -313,6 +222,38 @@ TEST(Fill, GridWithRowsThatShareBytesWritesRowsInOrder) {
             std::memcpy(want.data() + 8 + y * pitch + 4 * x, &c, 4);
         }
     EXPECT_TRUE(lytest::SameBytes(want, got));
+}
+
+// ============================================================ grid
+
+TEST(Fill, GridMatchesTheWorkedExample) {
+    TestImage img(10, 4, 4, 1, 3);
+    const uint32_t c1 = 0x11111111u, c2 = 0x22222222u;
+    ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), 10, 4, c1, c2, {4, 2}), 1);
+    const uint32_t a[10] = {c1, c1, c1, c1, c2, c2, c2, c2, c1, c1};
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 10; ++x) EXPECT_EQ(Word(img.pixel(x, y)), y < 2 ? a[x] : (a[x] == c1 ? c2 : c1));
+}
+
+// Cells cut at the edges; a cell below 1 or larger than the image gives
+// solid first colour, in the image's own rows only.
+TEST(Fill, GridIsACheckerboardCutAtTheEdges) {
+    const uint32_t c1 = 0xFF102030u, c2 = 0x80405060u;
+    for (int w : {1, 2, 3, 7, 16, 17, 33, 67})
+        for (int h : {1, 2, 3, 15, 16, 17})
+            for (int cx : {-2, 0, 1, 2, 3, 5, 8})
+                for (int cy : {-5, 0, 1, 2, 4, 7}) {
+                    TestImage img(lytest::LayoutsFor(w, h, 4)[(w * 3 + h + cx + cy + 16) % 16]);
+                    img.FillRandom();
+                    const auto before = img.Snapshot();
+                    ASSERT_EQ(LyPixelUtils::FillGridColor(img.data(), img.pitch(), w, h, c1, c2, {cx, cy}), 1);
+                    ASSERT_TRUE(img.OutsideUnchanged(before)) << img.Describe();
+                    const bool solid = cx < 1 || cy < 1 || w < cx || h < cy;
+                    for (int y = 0; y < h; ++y)
+                        for (int x = 0; x < w; ++x)
+                            ASSERT_EQ(Word(img.pixel(x, y)), solid || (x / cx + y / cy) % 2 == 0 ? c1 : c2)
+                                << img.Describe() << " cell " << cx << "x" << cy << " at " << x << "," << y;
+                }
 }
 
 // ============================================================ colour bars
@@ -336,15 +277,10 @@ TEST(Fill, ColorBarWidths) {
                 LyPixelUtils::FillColorBar(img.data(), img.pitch(), c.width, h, PixelFormat_BGRA4444, 8,
                                            Colorimetry_BT601, full);
                 ASSERT_TRUE(img.OutsideUnchanged(before));
-                const uint32_t level = full ? 0xFF : 0xBF;
-                const uint32_t words[8] = {0xFFFFFFFFu,  // white stays at full level in both
-                                           0xFF000000u | level << 16 | level << 8,
-                                           0xFF000000u | level << 8 | level,
-                                           0xFF000000u | level << 8,
-                                           0xFF000000u | level << 16 | level,
-                                           0xFF000000u | level << 16,
-                                           0xFF000000u | level,
-                                           0xFF000000u};
+                const uint32_t l = full ? 0xFF : 0xBF, o = 0xFF000000u;
+                // White stays at full level in both.
+                const uint32_t words[8] = {0xFFFFFFFFu, o | l << 16 | l << 8, o | l << 8 | l, o | l << 8,
+                                           o | l << 16 | l,  o | l << 16,       o | l,          o};
                 for (int y = 0; y < h; ++y)
                     for (int x = 0; x < c.width; ++x)
                         ASSERT_EQ(Word(img.pixel(x, y)), words[c.bars[x]])
@@ -353,6 +289,7 @@ TEST(Fill, ColorBarWidths) {
 }
 
 TEST(Fill, ColorBarsInVuya) {
+    // Bars 0..6 are the BGRA bars converted; the black bar keeps the BGRA word.
     for (ELyColorimetry cs : {Colorimetry_BT601, Colorimetry_BT709, static_cast<ELyColorimetry>(2)})
         for (int full : {0, 1}) {
             TestImage bgra(16, 2, 4), vuya(16, 2, 4);
@@ -361,29 +298,24 @@ TEST(Fill, ColorBarsInVuya) {
             for (int y = 0; y < 2; ++y)
                 for (int x = 0; x < 16; ++x) {
                     uint32_t want = Word(bgra.pixel(x, y));
-                    if (x < 14) LyFormatUtils::RGBColorToYUVColor(want, cs);  // bars 0..6 only
+                    if (x < 14) LyFormatUtils::RGBColorToYUVColor(want, cs);
                     ASSERT_EQ(Word(vuya.pixel(x, y)), want) << "cs " << cs << " at " << x;
                 }
         }
-    // The black bar keeps the table's word: not studio black.
-    TestImage vuya(8, 1, 4);
-    LyPixelUtils::FillColorBar(vuya.data(), vuya.pitch(), 8, 1, PixelFormat_VUYA4444, 8, Colorimetry_BT601, 1);
-    EXPECT_EQ(Word(vuya.pixel(7, 0)), 0xFF000000u);
-    EXPECT_EQ(Word(vuya.pixel(0, 0)), 0xFFEB8080u);
 }
 
 TEST(Fill, ColorBarWritesNothingWhenItCannot) {
-    TestImage img(7, 3, 4, 1);
-    img.FillRandom();
-    const auto before = img.Snapshot();
-    LyPixelUtils::FillColorBar(img.data(), img.pitch(), 7, 3, PixelFormat_BGRA4444, 8, Colorimetry_BT601, 1);
-    EXPECT_TRUE(img.Snapshot() == before);
-    TestImage wide(16, 3, 4, 1);
+    // Width 7 is below one pixel per bar; formats other than 1 and 2, and a
+    // null buffer, are refused.
+    TestImage narrow(7, 3, 4, 1), wide(16, 3, 4, 1);
+    narrow.FillRandom();
     wide.FillRandom();
-    const auto wideBefore = wide.Snapshot();
+    const auto narrowBefore = narrow.Snapshot(), wideBefore = wide.Snapshot();
+    LyPixelUtils::FillColorBar(narrow.data(), narrow.pitch(), 7, 3, PixelFormat_BGRA4444, 8, Colorimetry_BT601, 1);
     for (int format : {0, 3, 7, 9})
         LyPixelUtils::FillColorBar(wide.data(), wide.pitch(), 16, 3, static_cast<ELyPixelFormat>(format), 8,
                                    Colorimetry_BT601, 1);
     LyPixelUtils::FillColorBar(nullptr, 64, 16, 3, PixelFormat_BGRA4444, 8, Colorimetry_BT601, 1);
+    EXPECT_TRUE(narrow.Snapshot() == narrowBefore);
     EXPECT_TRUE(wide.Snapshot() == wideBefore);
 }

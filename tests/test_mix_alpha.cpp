@@ -5,33 +5,29 @@
 // tables), under every instruction set and pool size.
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <functional>
 #include <memory>
-#include <thread>
 
 #include "LyPixelUtils.h"
 #include "test_support.h"
 
+using namespace LyPixelUtils;
 using lytest::TestImage;
 
 namespace {
 
-uint32_t Get32(const unsigned char* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
+uint32_t Get32(const unsigned char* p) { uint32_t v; std::memcpy(&v, p, 4); return v; }
 void Put32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
 int Chan(uint32_t v, int i) { return static_cast<int>((v >> (8 * i)) & 0xFF); }
 int FloorDiv(int n, int d) { return static_cast<int>(std::floor(static_cast<double>(n) / d)); }
+uint32_t WithAlpha(uint32_t v, int a) { return (v & 0x00FFFFFFu) | static_cast<uint32_t>(a) << 24; }
 
 uint32_t Mixed(uint32_t s, uint32_t d, int w, int outA) {
     uint32_t out = static_cast<uint32_t>(outA) << 24;
+    // w <= 128 keeps every channel between the source's and the destination's.
     for (int i = 0; i < 3; ++i)
-        out |= static_cast<uint32_t>(std::clamp(Chan(d, i) + FloorDiv((Chan(s, i) - Chan(d, i)) * w, 128), 0, 255))
-               << (8 * i);
+        out |= static_cast<uint32_t>(Chan(d, i) + FloorDiv((Chan(s, i) - Chan(d, i)) * w, 128)) << (8 * i);
     return out;
 }
 
@@ -49,8 +45,6 @@ uint32_t RefPaired(uint32_t s, uint32_t d) {
     return Mixed(s, d, outA == 0 ? 0 : FloorDiv(128 * sA, outA), outA);
 }
 
-uint32_t WithAlpha(uint32_t v, int a) { return (v & 0x00FFFFFFu) | static_cast<uint32_t>(a) << 24; }
-
 // One row of MixColor (m == nullptr) or MixColorWithMaskAlpha.
 void RefMixRow(const unsigned char* s, const unsigned char* m, unsigned char* d, int width) {
     for (int x = 0; x < width; ++x) {
@@ -66,16 +60,15 @@ void RefSubtractRow(const unsigned char* amounts, int step, unsigned char* d, in
         Put32(d + 4 * x, WithAlpha(Get32(d + 4 * x), std::max(Chan(Get32(d + 4 * x), 3) - amounts[step * x], 0)));
 }
 
-struct Images {
-    TestImage src, mask, dst;
-};
+struct Images { TestImage src, mask, dst; };
 
 // Pool sizes 1/4/16, widths 1..67, heights 1/2/15/16/17 (under 15 only once:
 // they never leave the calling thread), 16 layouts per buffer (start
-// alignment, slack, pitch direction, each buffer its own): every instruction
-// set gives the reference's bytes, hence the scalar path's, and touches no
-// byte outside the destination's pixels nor any byte of the inputs.
-void Differential(const std::function<void(Images&)>& call,
+// alignment, slack, pitch direction, each buffer its own), random data with
+// alpha extremes or title-like runs: every instruction set gives the
+// reference's bytes, hence the scalar path's, and touches no byte outside the
+// destination's pixels nor any byte of the inputs.
+void Differential(const std::function<void(Images&, int w, int h)>& call,
                   const std::function<void(const Images&, int y, unsigned char* row)>& refRow) {
     for (int pool : lytest::PoolSizes()) {
         lytest::ScopedPoolThreads threads(pool);
@@ -88,10 +81,7 @@ void Differential(const std::function<void(Images&)>& call,
                     Images im{TestImage(l4[i]), TestImage(lytest::LayoutsFor(w, h, 1)[(i * 7 + 5) % 16]),
                               TestImage(l4[(i * 5 + 3) % 16])};
                     for (TestImage* t : {&im.src, &im.mask, &im.dst})
-                        if ((i + (t == &im.src ? w : 0)) % 2)
-                            lytest::FillTitleLike(*t);
-                        else
-                            t->FillRandomWithExtremes();
+                        (i + (t == &im.src ? w : 0)) % 2 ? lytest::FillTitleLike(*t) : t->FillRandomWithExtremes();
                     const auto start = im.dst.Pixels();
                     auto expected = start;
                     for (int y = 0; y < h; ++y)
@@ -100,16 +90,14 @@ void Differential(const std::function<void(Images&)>& call,
                                dstBefore = im.dst.Snapshot();
                     for (ly::Isa isa : lytest::AvailableIsas()) {
                         lytest::ScopedIsa cap(isa);
-                        for (int y = 0; y < h; ++y)
-                            std::memcpy(im.dst.row(y), start.data() + static_cast<size_t>(y) * im.dst.rowBytes(),
-                                        im.dst.rowBytes());
-                        call(im);
+                        lytest::SetPixels(im.dst, start);
+                        call(im, w, h);
                         ASSERT_TRUE(lytest::SameBytes(expected, im.dst.Pixels()))
                             << lytest::IsaName(isa) << " pool " << pool << " dst " << im.dst.Describe() << " src "
                             << im.src.Describe();
-                        ASSERT_TRUE(im.dst.OutsideUnchanged(dstBefore)) << im.dst.Describe();
-                        ASSERT_TRUE(im.src.Snapshot() == srcBefore && im.mask.Snapshot() == maskBefore)
-                            << "input written";
+                        ASSERT_TRUE(im.dst.OutsideUnchanged(dstBefore) && im.src.Snapshot() == srcBefore &&
+                                    im.mask.Snapshot() == maskBefore)
+                            << "wrote an input or outside the destination's pixels: " << im.dst.Describe();
                     }
                 }
             }
@@ -120,30 +108,21 @@ void Differential(const std::function<void(Images&)>& call,
 
 // ---------------------------------------------------------------- rules and worked values
 
-TEST(MixTwoColor, WorkedValuesAndEveryAlphaPair) {
-    const struct {
-        uint32_t s, d, expected;
-    } cases[] = {
+TEST(MixTwoColor, WorkedValues) {
+    const struct { uint32_t s, d, expected; } cases[] = {
         // 128 over 128: alpha 192, weight 85; blue -1 floors to -1 (51 -> 50).
         {0x80C86432u, 0x800A1433u, 0xC0884932u},
+        {0x80FFFFFFu, 0xFF000000u, 0xFF7F7F7Fu},  // half white over black: 127.5 floored
         {0x00FFFFFFu, 0x7F123456u, 0x7F123456u},  // transparent source: untouched, colour too
         {0x01ABCDEFu, 0x00123456u, 0x01ABCDEFu},  // transparent destination: copied whole
         {0xFF010203u, 0xFEFFFFFFu, 0xFF010203u},  // opaque source: copied
     };
     for (const auto& c : cases) {
         uint32_t s = c.s, d = c.d;
-        LyPixelUtils::MixTwoColor(s, d);
+        MixTwoColor(s, d);
         EXPECT_EQ(d, c.expected) << std::hex << c.s << " over " << c.d;
         EXPECT_EQ(s, c.s);
     }
-    std::mt19937& rng = lytest::Rng();
-    for (uint32_t sA = 0; sA < 256; ++sA)
-        for (uint32_t dA = 0; dA < 256; ++dA) {
-            const uint32_t s = WithAlpha(rng(), sA), d0 = WithAlpha(rng(), dA);
-            uint32_t src = s, d = d0;
-            LyPixelUtils::MixTwoColor(src, d);
-            ASSERT_EQ(d, RefLone(s, d0)) << "sA " << sA << " dA " << dA;
-        }
 }
 
 // dA = 3, sA = 85: the pair rule gives alpha 88 (weight 123), the lone rule
@@ -153,8 +132,8 @@ TEST(MixColor, PairAndLoneRulesSideBySide) {
         lytest::ScopedIsa cap(isa);
         for (int width : {1, 2, 3, 9, 33}) {
             std::vector<uint32_t> src(width, 0x550064C8u), dst(width, 0x03FF3200u);
-            LyPixelUtils::MixColor(reinterpret_cast<unsigned char*>(src.data()), 4 * width,
-                                   reinterpret_cast<unsigned char*>(dst.data()), 4 * width, width, 1);
+            MixColor(reinterpret_cast<unsigned char*>(src.data()), 4 * width,
+                     reinterpret_cast<unsigned char*>(dst.data()), 4 * width, width, 1);
             for (int x = 0; x < width; ++x)
                 EXPECT_EQ(dst[x], (width & 1) && x == width - 1 ? 0x570562C3u : 0x580962C0u)
                     << lytest::IsaName(isa) << " width " << width << " x " << x;
@@ -162,46 +141,28 @@ TEST(MixColor, PairAndLoneRulesSideBySide) {
     }
 }
 
-// Every (source alpha, destination alpha) pair in one 256 x 256 image: the
-// vector weight must equal the table's quotient everywhere.
-TEST(MixColor, EveryAlphaPairInRows) {
-    TestImage src(256, 256, 4), dst0(256, 256, 4);
-    src.FillRandom();
-    dst0.FillRandom();
+// Every (source alpha, destination alpha) pair in one 256 x 256 image, by the
+// lone rule of MixTwoColor pixel by pixel and by the pair rule of MixColor's
+// even rows: the weights must equal the tables' quotients everywhere.
+TEST(MixAlphaRules, EveryAlphaPairByBothRules) {
+    TestImage src(256, 256, 4), dst(256, 256, 4);
+    for (TestImage* t : {&src, &dst}) t->FillRandom();
     for (int y = 0; y < 256; ++y)
-        for (int x = 0; x < 256; ++x)
-            src.pixel(x, y)[3] = static_cast<unsigned char>(x), dst0.pixel(x, y)[3] = static_cast<unsigned char>(y);
-    auto expected = dst0.Pixels();
+        for (int x = 0; x < 256; ++x) {
+            src.pixel(x, y)[3] = static_cast<unsigned char>(x), dst.pixel(x, y)[3] = static_cast<unsigned char>(y);
+            uint32_t s = Get32(src.pixel(x, y)), d = Get32(dst.pixel(x, y));
+            const uint32_t lone = RefLone(s, d);
+            MixTwoColor(s, d);
+            ASSERT_EQ(d, lone) << "sA " << x << " dA " << y;
+        }
+    const auto start = dst.Pixels();
+    auto expected = start;
     for (int y = 0; y < 256; ++y) RefMixRow(src.row(y), nullptr, expected.data() + 1024 * y, 256);
     for (ly::Isa isa : lytest::AvailableIsas()) {
         lytest::ScopedIsa cap(isa);
-        TestImage dst(256, 256, 4);
-        dst.CopyPixelsFrom(dst0);
-        LyPixelUtils::MixColor(src.data(), src.pitch(), dst.data(), dst.pitch(), 256, 256);
+        lytest::SetPixels(dst, start);
+        MixColor(src.data(), src.pitch(), dst.data(), dst.pitch(), 256, 256);
         EXPECT_TRUE(lytest::SameBytes(expected, dst.Pixels())) << lytest::IsaName(isa);
-    }
-}
-
-TEST(MixColorWithMaskAlpha, MaskZeroChangesNothingAndFullMaskIsMixColor) {
-    for (int width : {1, 2, 7, 33}) {
-        TestImage src(width, 17, 4, 3), dst0(width, 17, 4, 9), zero(width, 17, 1, 1), full(width, 17, 1, 2);
-        lytest::FillTitleLike(src);
-        dst0.FillRandomWithExtremes();
-        zero.Fill(0);
-        full.Fill(255);
-        for (ly::Isa isa : lytest::AvailableIsas()) {
-            lytest::ScopedIsa cap(isa);
-            TestImage dst(dst0.layout()), plain(dst0.layout());
-            dst.CopyPixelsFrom(dst0);
-            plain.CopyPixelsFrom(dst0);
-            LyPixelUtils::MixColorWithMaskAlpha(src.data(), src.pitch(), zero.data(), zero.pitch(), dst.data(),
-                                                dst.pitch(), width, 17);
-            EXPECT_TRUE(lytest::SameBytes(dst0.Pixels(), dst.Pixels())) << "mask 0, width " << width;
-            LyPixelUtils::MixColorWithMaskAlpha(src.data(), src.pitch(), full.data(), full.pitch(), dst.data(),
-                                                dst.pitch(), width, 17);
-            LyPixelUtils::MixColor(src.data(), src.pitch(), plain.data(), plain.pitch(), width, 17);
-            EXPECT_TRUE(lytest::SameBytes(plain.Pixels(), dst.Pixels())) << "mask 255, width " << width;
-        }
     }
 }
 
@@ -211,31 +172,24 @@ TEST(MixAlpha, EveryOperationMatchesReferenceOnEveryIsaLayoutAndPool) {
     using Row = unsigned char*;
     const struct {
         const char* name;
-        std::function<void(Images&)> call;
+        std::function<void(Images&, int, int)> call;
         std::function<void(const Images&, int, Row)> ref;
     } ops[] = {
         {"MixColor",
-         [](Images& m) {
-             LyPixelUtils::MixColor(m.src.data(), m.src.pitch(), m.dst.data(), m.dst.pitch(), m.dst.width(),
-                                    m.dst.height());
-         },
+         [](Images& m, int w, int h) { MixColor(m.src.data(), m.src.pitch(), m.dst.data(), m.dst.pitch(), w, h); },
          [](const Images& m, int y, Row r) { RefMixRow(m.src.row(y), nullptr, r, m.dst.width()); }},
         {"MixColorWithMaskAlpha",
-         [](Images& m) {
-             LyPixelUtils::MixColorWithMaskAlpha(m.src.data(), m.src.pitch(), m.mask.data(), m.mask.pitch(),
-                                                 m.dst.data(), m.dst.pitch(), m.dst.width(), m.dst.height());
+         [](Images& m, int w, int h) {
+             MixColorWithMaskAlpha(m.src.data(), m.src.pitch(), m.mask.data(), m.mask.pitch(), m.dst.data(),
+                                   m.dst.pitch(), w, h);
          },
          [](const Images& m, int y, Row r) { RefMixRow(m.src.row(y), m.mask.row(y), r, m.dst.width()); }},
         {"OverlayColor",
-         [](Images& m) {
-             LyPixelUtils::OverlayColor(m.src.data(), m.src.pitch(), m.dst.data(), m.dst.pitch(), m.dst.width(),
-                                        m.dst.height());
-         },
+         [](Images& m, int w, int h) { OverlayColor(m.src.data(), m.src.pitch(), m.dst.data(), m.dst.pitch(), w, h); },
          [](const Images& m, int y, Row r) { RefSubtractRow(m.src.row(y) + 3, 4, r, m.dst.width()); }},
         {"SubtractImageWithMaskAlpha",
-         [](Images& m) {
-             LyPixelUtils::SubtractImageWithMaskAlpha(m.dst.data(), m.dst.pitch(), m.mask.data(), m.mask.pitch(),
-                                                      m.dst.width(), m.dst.height());
+         [](Images& m, int w, int h) {
+             SubtractImageWithMaskAlpha(m.dst.data(), m.dst.pitch(), m.mask.data(), m.mask.pitch(), w, h);
          },
          [](const Images& m, int y, Row r) { RefSubtractRow(m.mask.row(y), 1, r, m.dst.width()); }},
     };
@@ -251,26 +205,24 @@ TEST(MixAlpha, EveryOperationMatchesReferenceOnEveryIsaLayoutAndPool) {
 TEST(MixAlpha, EmptySizesAndNullBuffersWriteNothing) {
     lytest::ScopedPoolThreads threads(4);
     TestImage src(8, 16, 4), mask(8, 16, 1), dst(8, 16, 4);
-    lytest::FillTitleLike(src);
-    mask.FillRandom();
-    dst.FillRandom();
+    for (TestImage* t : {&src, &mask, &dst}) t->FillRandom();
     const auto before = dst.Snapshot();
     unsigned char *s = src.data(), *m = mask.data(), *d = dst.data();
     const int sp = src.pitch(), mp = mask.pitch(), dp = dst.pitch();
     for (auto [w, h] : {std::pair{0, 16}, {-1, 16}, {8, 0}, {8, -5}, {INT32_MIN, INT32_MIN}}) {
-        LyPixelUtils::MixColor(s, sp, d, dp, w, h);
-        LyPixelUtils::MixColorWithMaskAlpha(s, sp, m, mp, d, dp, w, h);
-        LyPixelUtils::OverlayColor(s, sp, d, dp, w, h);
-        LyPixelUtils::SubtractImageWithMaskAlpha(d, dp, m, mp, w, h);
+        MixColor(s, sp, d, dp, w, h);
+        MixColorWithMaskAlpha(s, sp, m, mp, d, dp, w, h);
+        OverlayColor(s, sp, d, dp, w, h);
+        SubtractImageWithMaskAlpha(d, dp, m, mp, w, h);
     }
     for (int missing = 0; missing < 3; ++missing) {
         const unsigned char* s1 = missing == 0 ? nullptr : s;
         const unsigned char* m1 = missing == 1 ? nullptr : m;
         unsigned char* d1 = missing == 2 ? nullptr : d;
-        LyPixelUtils::MixColorWithMaskAlpha(s1, sp, m1, mp, d1, dp, 8, 16);
-        if (missing != 1) LyPixelUtils::MixColor(s1, sp, d1, dp, 8, 16);
-        if (missing != 1) LyPixelUtils::OverlayColor(s1, sp, d1, dp, 8, 16);
-        if (missing != 0) LyPixelUtils::SubtractImageWithMaskAlpha(d1, dp, m1, mp, 8, 16);
+        MixColorWithMaskAlpha(s1, sp, m1, mp, d1, dp, 8, 16);
+        if (missing != 1) MixColor(s1, sp, d1, dp, 8, 16);
+        if (missing != 1) OverlayColor(s1, sp, d1, dp, 8, 16);
+        if (missing != 0) SubtractImageWithMaskAlpha(d1, dp, m1, mp, 8, 16);
     }
     EXPECT_TRUE(before == dst.Snapshot());
 }
@@ -285,13 +237,12 @@ TEST(MixColor, ThreeBufferFormTouchesNothing) {
         const auto sa = a.Snapshot(), sb = b.Snapshot(), sc = c.Snapshot();
         for (int w : {1, 2, 31})
             for (int h : {1, 15, 16, 17})
-                LyPixelUtils::MixColor(a.data(), a.pitch(), b.data(), b.pitch(), c.data(), c.pitch(), w, h);
+                MixColor(a.data(), a.pitch(), b.data(), b.pitch(), c.data(), c.pitch(), w, h);
         EXPECT_TRUE(sa == a.Snapshot() && sb == b.Snapshot() && sc == c.Snapshot());
-        auto tiny = std::make_unique<unsigned char[]>(1);
-        tiny[0] = 0x5A;
-        LyPixelUtils::MixColor(tiny.get(), 7680, tiny.get(), -7680, tiny.get(), 7680, 1920, 1080);
-        LyPixelUtils::MixColor(nullptr, 0, nullptr, 0, nullptr, 0, INT32_MAX, INT32_MAX);
-        EXPECT_EQ(tiny[0], 0x5A);
+        const std::unique_ptr<unsigned char> tiny(new unsigned char(0x5A));
+        MixColor(tiny.get(), 7680, tiny.get(), -7680, tiny.get(), 7680, 1920, 1080);
+        MixColor(nullptr, 0, nullptr, 0, nullptr, 0, INT32_MAX, INT32_MAX);
+        EXPECT_EQ(*tiny, 0x5A);
     }
 }
 
@@ -304,16 +255,14 @@ TEST(MixAlphaConcurrency, TwoCallersGetTheirSoloResults) {
     TestImage srcA(301, 67, 4, 1), dstA(301, 67, 4, 6), srcB(257, 80, 4, 3, 9, true), maskB(257, 80, 1, 5),
         dstB(257, 80, 4, 0, 2, true);
     for (TestImage* t : {&srcA, &srcB, &maskB}) lytest::FillTitleLike(*t);
-    dstA.FillRandom();
-    dstB.FillRandom();
-    const std::function<void(TestImage&)> runA = [&](TestImage& d) {
-        LyPixelUtils::MixColor(srcA.data(), srcA.pitch(), d.data(), d.pitch(), 301, 67);
-        LyPixelUtils::OverlayColor(srcB.data(), srcB.pitch(), d.data(), d.pitch(), 257, 67);
+    for (TestImage* t : {&dstA, &dstB}) t->FillRandom();
+    const auto runA = [&](TestImage& d) {
+        MixColor(srcA.data(), srcA.pitch(), d.data(), d.pitch(), 301, 67);
+        OverlayColor(srcB.data(), srcB.pitch(), d.data(), d.pitch(), 257, 67);
     };
-    const std::function<void(TestImage&)> runB = [&](TestImage& d) {
-        LyPixelUtils::MixColorWithMaskAlpha(srcB.data(), srcB.pitch(), maskB.data(), maskB.pitch(), d.data(), d.pitch(),
-                                            257, 80);
-        LyPixelUtils::SubtractImageWithMaskAlpha(d.data(), d.pitch(), maskB.data(), maskB.pitch(), 257, 80);
+    const auto runB = [&](TestImage& d) {
+        MixColorWithMaskAlpha(srcB.data(), srcB.pitch(), maskB.data(), maskB.pitch(), d.data(), d.pitch(), 257, 80);
+        SubtractImageWithMaskAlpha(d.data(), d.pitch(), maskB.data(), maskB.pitch(), 257, 80);
     };
     lytest::ExpectConcurrentCallersMatchSolo(dstA, runA, dstB, runB);
 }

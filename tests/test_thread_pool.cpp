@@ -6,7 +6,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
+#include <latch>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -27,33 +27,21 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// A gate jobs can block on until the test opens it.
-class Gate {
-public:
-    void Open() {
-        {
-            std::lock_guard<std::mutex> lk(m_);
-            open_ = true;
-        }
-        cv_.notify_all();
-    }
+// Jobs block in Pass until the test opens the gate.
+struct Gate {
+    std::atomic<int> waiting{0}, open{0};
     void Pass() {
-        std::unique_lock<std::mutex> lk(m_);
-        ++waiting_;
-        cv_.notify_all();
-        cv_.wait(lk, [this] { return open_; });
+        waiting.fetch_add(1);
+        waiting.notify_all();
+        open.wait(0);
     }
-    // Blocks until `n` jobs are waiting at the gate.
-    void AwaitWaiting(int n) {
-        std::unique_lock<std::mutex> lk(m_);
-        cv_.wait(lk, [&] { return waiting_ >= n; });
+    void AwaitWaiting(int n) {  // until `n` jobs wait at the gate
+        for (int w = waiting.load(); w < n; w = waiting.load()) waiting.wait(w);
     }
-
-private:
-    std::mutex m_;
-    std::condition_variable cv_;
-    bool open_ = false;
-    int waiting_ = 0;
+    void Open() {
+        open.store(1);
+        open.notify_all();
+    }
 };
 
 void PassGate(void* gate) { static_cast<Gate*>(gate)->Pass(); }
@@ -61,15 +49,11 @@ void Increment(void* counter) { static_cast<std::atomic<int>*>(counter)->fetch_a
 
 struct ThreadRecord {
     std::atomic<int> ran{0};
-    std::thread::id id;
-    std::mutex m;
+    std::atomic<std::thread::id> id{};
 };
 void RecordThread(void* p) {
     auto* r = static_cast<ThreadRecord*>(p);
-    {
-        std::lock_guard<std::mutex> lk(r->m);
-        r->id = std::this_thread::get_id();
-    }
+    r->id = std::this_thread::get_id();
     r->ran.fetch_add(1);
 }
 
@@ -77,56 +61,45 @@ std::shared_ptr<CLyThreadPoolInstance> Pool() { return CLyThreadPoolInstance::In
 
 }  // namespace
 
-TEST(ThreadPool, ThreadCountFollowsTheProcessorsThisProcessMayUse) {
-    LyThreadPool::Exit();
-    const int n = LyThreadPool::ThreadCount();
-    EXPECT_GE(n, 1);
-    EXPECT_LE(n, 16);
-    EXPECT_EQ(static_cast<uint32_t>(n), ly::AllowedProcessorCount());
-}
-
-TEST(ThreadPool, SeamBuildsPoolsOfAnySizeAndClampsToSixteen) {
+TEST(ThreadPool, ThreadCountFollowsTheProcessorsThisProcessMayUseAndTheSeamClampsToSixteen) {
+    LyThreadPool::Exit();  // no pool: ThreadCount must build one, not read a null one
+    EXPECT_EQ(static_cast<uint32_t>(LyThreadPool::ThreadCount()), ly::AllowedProcessorCount());
     for (int t : {1, 2, 4, 16, 40}) {
         lytest::ScopedPoolThreads pool(t);
         EXPECT_EQ(LyThreadPool::ThreadCount(), t > 16 ? 16 : t);
     }
 }
 
-TEST(ThreadPool, OneThreadPoolRunsEverythingOnTheCaller) {
-    lytest::ScopedPoolThreads pool(1);
-    ThreadRecord rec;
-    for (int i = 0; i < 40; ++i) {
-        LyThreadPool::Run(&RecordThread, &rec);
-        EXPECT_EQ(rec.ran.load(), i + 1) << "job must have run before Run returned";
-        EXPECT_EQ(rec.id, std::this_thread::get_id());
+// A one-thread pool runs every job on the caller before Run returns; larger
+// pools run them on workers. Either way Wait drops the caller's queue, and a
+// Wait without Run returns at once without making one.
+TEST(ThreadPool, JobsRunOnTheCallerInAOneThreadPoolAndOnWorkersOtherwise) {
+    for (int size : lytest::PoolSizes()) {
+        lytest::ScopedPoolThreads pool(size);
+        auto start = Clock::now();
+        LyThreadPool::Wait();
+        EXPECT_LT(Clock::now() - start, 1s);
+        EXPECT_EQ(Pool()->MappedQueueCount() + Pool()->RingQueueCount(), 0u);
+        ThreadRecord recs[8];
+        for (auto& r : recs) {
+            LyThreadPool::Run(&RecordThread, &r);
+            if (size == 1) {
+                EXPECT_EQ(r.ran.load(), 1) << "job must have run before Run returned";
+            }
+        }
+        EXPECT_EQ(Pool()->MappedQueueCount(), 1u);
+        start = Clock::now();
+        LyThreadPool::Wait();
+        if (size == 1) {
+            EXPECT_LT(Clock::now() - start, 1s);
+        }
+        for (auto& r : recs) {
+            EXPECT_EQ(r.ran.load(), 1) << size;
+            EXPECT_EQ(r.id.load() == std::this_thread::get_id(), size == 1) << size;
+        }
+        EXPECT_EQ(Pool()->MappedQueueCount(), 0u);
+        EXPECT_EQ(Pool()->RingQueueCount(), 0u);
     }
-    const auto start = Clock::now();
-    LyThreadPool::Wait();
-    EXPECT_LT(Clock::now() - start, 1s);
-    EXPECT_EQ(Pool()->MappedQueueCount(), 0u);
-}
-
-TEST(ThreadPool, WaitWithoutRunReturnsAtOnceAndLeavesNoQueue) {
-    lytest::ScopedPoolThreads pool(4);
-    const auto start = Clock::now();
-    LyThreadPool::Wait();
-    EXPECT_LT(Clock::now() - start, 1s);
-    EXPECT_EQ(Pool()->MappedQueueCount(), 0u);
-    EXPECT_EQ(Pool()->RingQueueCount(), 0u);
-}
-
-TEST(ThreadPool, QueuedJobsRunOnWorkersAndWaitDropsTheQueue) {
-    lytest::ScopedPoolThreads pool(4);
-    ThreadRecord recs[4];
-    for (auto& r : recs) LyThreadPool::Run(&RecordThread, &r);
-    EXPECT_EQ(Pool()->MappedQueueCount(), 1u);
-    LyThreadPool::Wait();
-    for (auto& r : recs) {
-        EXPECT_EQ(r.ran.load(), 1);
-        EXPECT_NE(r.id, std::this_thread::get_id());
-    }
-    EXPECT_EQ(Pool()->MappedQueueCount(), 0u);
-    EXPECT_EQ(Pool()->RingQueueCount(), 0u);
 }
 
 TEST(ThreadPool, SeventeenthOutstandingJobRunsInlineOnTheCaller) {
@@ -140,19 +113,18 @@ TEST(ThreadPool, SeventeenthOutstandingJobRunsInlineOnTheCaller) {
     });
     gate.AwaitWaiting(2);
 
-    ThreadRecord queued[16];
+    ThreadRecord queued[16], seventeenth;
     for (auto& r : queued) LyThreadPool::Run(&RecordThread, &r);
     for (auto& r : queued) EXPECT_EQ(r.ran.load(), 0) << "queued jobs must not run while workers are busy";
-    ThreadRecord seventeenth;
     LyThreadPool::Run(&RecordThread, &seventeenth);
     EXPECT_EQ(seventeenth.ran.load(), 1);
-    EXPECT_EQ(seventeenth.id, std::this_thread::get_id());
+    EXPECT_EQ(seventeenth.id.load(), std::this_thread::get_id());
 
     gate.Open();
     LyThreadPool::Wait();
     for (auto& r : queued) {
         EXPECT_EQ(r.ran.load(), 1);
-        EXPECT_NE(r.id, std::this_thread::get_id());
+        EXPECT_NE(r.id.load(), std::this_thread::get_id());
     }
     blocker.join();
 }
@@ -193,75 +165,43 @@ TEST(ThreadPool, OneFreeWorkerServesTwoCallersAlternately) {
     first.AwaitWaiting(1);
     second.AwaitWaiting(1);
 
-    struct Order {
-        std::mutex m;
-        std::string seq;
-    } order;
-    struct Tag {
-        Order* order;
-        char name;
+    static std::mutex m;
+    static std::string order;
+    static char names[] = "ab";
+    order.clear();
+    auto record = [](void* name) {
+        std::lock_guard<std::mutex> lk(m);
+        order += *static_cast<char*>(name);
     };
-    auto record = [](void* p) {
-        auto* t = static_cast<Tag*>(p);
-        std::lock_guard<std::mutex> lk(t->order->m);
-        t->order->seq += t->name;
-    };
-    Tag a{&order, 'a'}, b{&order, 'b'};
-    std::atomic<int> queued{0};
-    Gate release;
-    auto caller = [&](Tag* tag) {
-        for (int i = 0; i < 4; ++i) LyThreadPool::Run(record, tag);
-        queued++;
-        release.Pass();
+    std::latch queued(2);
+    auto caller = [&](char* name) {
+        for (int i = 0; i < 4; ++i) LyThreadPool::Run(record, name);
+        queued.count_down();
         LyThreadPool::Wait();
     };
-    std::thread ta(caller, &a), tb(caller, &b);
-    release.AwaitWaiting(2);
-    release.Open();
+    std::thread ta(caller, &names[0]), tb(caller, &names[1]);
+    queued.wait();
     first.Open();
     ta.join();
     tb.join();
     second.Open();
     holder.join();
-    ASSERT_EQ(order.seq.size(), 8u);
-    for (size_t i = 1; i < order.seq.size(); ++i) EXPECT_NE(order.seq[i], order.seq[i - 1]) << order.seq;
-}
-
-TEST(ThreadPool, TwoCallersInterleaveAndBothFinish) {
-    lytest::ScopedPoolThreads pool(2);
-    std::atomic<int> a{0}, b{0};
-    auto caller = [](std::atomic<int>* c) {
-        for (int round = 0; round < 200; ++round) {
-            for (int i = 0; i < 5; ++i) LyThreadPool::Run(&Increment, c);
-            LyThreadPool::Wait();
-            if (c->load() != 5 * (round + 1)) return;
-        }
-    };
-    std::thread ta(caller, &a), tb(caller, &b);
-    ta.join();
-    tb.join();
-    EXPECT_EQ(a.load(), 1000);
-    EXPECT_EQ(b.load(), 1000);
+    ASSERT_EQ(order.size(), 8u);
+    for (size_t i = 1; i < order.size(); ++i) EXPECT_NE(order[i], order[i - 1]) << order;
 }
 
 TEST(ThreadPool, JobMayRunAndWaitForJobsOfItsOwn) {
     lytest::ScopedPoolThreads pool(4);
-    struct Nested {
-        std::atomic<int> inner{0};
-        std::atomic<int> outerSawAll{0};
-    } n;
+    std::atomic<int> outersThatSawAllSix{0};
     auto outer = [](void* p) {
-        auto* n = static_cast<Nested*>(p);
         std::atomic<int> mine{0};
         for (int i = 0; i < 6; ++i) LyThreadPool::Run(&Increment, &mine);
         LyThreadPool::Wait();
-        n->inner.fetch_add(mine.load());
-        if (mine.load() == 6) n->outerSawAll.fetch_add(1);
+        if (mine.load() == 6) static_cast<std::atomic<int>*>(p)->fetch_add(1);
     };
-    for (int i = 0; i < 2; ++i) LyThreadPool::Run(outer, &n);
+    for (int i = 0; i < 2; ++i) LyThreadPool::Run(outer, &outersThatSawAllSix);
     LyThreadPool::Wait();
-    EXPECT_EQ(n.inner.load(), 12);
-    EXPECT_EQ(n.outerSawAll.load(), 2);
+    EXPECT_EQ(outersThatSawAllSix.load(), 2);
 }
 
 TEST(ThreadPool, NullFunctionIsIgnoredAndThrowingJobDoesNotKillTheWorker) {
@@ -274,29 +214,22 @@ TEST(ThreadPool, NullFunctionIsIgnoredAndThrowingJobDoesNotKillTheWorker) {
     EXPECT_EQ(counter.load(), 4);
 }
 
-TEST(ThreadPool, ExitThenRunBuildsANewPool) {
-    lytest::ScopedPoolThreads pool(3);
+TEST(ThreadPool, JobsQueuedBeforeExitStillRunAndTheNextRunBuildsANewPool) {
+    lytest::ScopedPoolThreads pool(2);
     const auto first = Pool();
-    LyThreadPool::Exit();
-    EXPECT_EQ(CLyThreadPoolInstance::Current(), nullptr);
     std::atomic<int> counter{0};
+    for (int i = 0; i < 12; ++i) LyThreadPool::Run(&Increment, &counter);
+    LyThreadPool::Exit();
+    EXPECT_EQ(counter.load(), 12);
+    EXPECT_EQ(CLyThreadPoolInstance::Current(), nullptr);
     LyThreadPool::Run(&Increment, &counter);
     LyThreadPool::Wait();
-    EXPECT_EQ(counter.load(), 1);
+    EXPECT_EQ(counter.load(), 13);
     const auto second = CLyThreadPoolInstance::Current();
     ASSERT_NE(second, nullptr);
     EXPECT_NE(second.get(), first.get());
     LyThreadPool::Exit();
     LyThreadPool::Exit();  // no pool: nothing happens
-}
-
-TEST(ThreadPool, JobsQueuedBeforeExitStillRun) {
-    lytest::ScopedPoolThreads pool(2);
-    std::atomic<int> counter{0};
-    for (int i = 0; i < 12; ++i) LyThreadPool::Run(&Increment, &counter);
-    LyThreadPool::Exit();
-    EXPECT_EQ(counter.load(), 12);
-    LyThreadPool::Wait();  // new pool, no queue for this thread
 }
 
 TEST(ThreadPool, ExitWhileOtherThreadsUseThePool) {
@@ -330,14 +263,11 @@ TEST(ThreadPool, ExitWhileOtherThreadsUseThePool) {
 TEST(ThreadPool, WaitGivesUpAfterFiveSecondsAndTheJobFinishesSafely) {
     lytest::ScopedPoolThreads pool(2);
     Gate gate;
-    auto caller = [&] {
-        LyThreadPool::Run(&PassGate, &gate);
-        LyThreadPool::Run(&PassGate, &gate);
-        const auto start = Clock::now();
-        LyThreadPool::Wait();
-        return Clock::now() - start;
-    };
-    const auto waited = caller();
+    LyThreadPool::Run(&PassGate, &gate);
+    LyThreadPool::Run(&PassGate, &gate);
+    const auto start = Clock::now();
+    LyThreadPool::Wait();
+    const auto waited = Clock::now() - start;
     EXPECT_GE(waited, 4900ms);
     EXPECT_LT(waited, 9000ms);
     // The caller's queue is forgotten but kept alive for the running jobs.
@@ -355,29 +285,27 @@ TEST(ThreadPool, WaitGivesUpAfterFiveSecondsAndTheJobFinishesSafely) {
 }
 
 TEST(ThreadPool, ManyCallersManySmallJobsAllAccountedFor) {
-    lytest::ScopedPoolThreads pool(4);
     constexpr int kCallers = 6;
-    constexpr int kRounds = 300;
-    std::atomic<int> totals[kCallers];
-    std::atomic<int> expected[kCallers];
-    for (auto& t : totals) t = 0;
-    for (auto& e : expected) e = 0;
-    std::vector<std::thread> callers;
-    for (int c = 0; c < kCallers; ++c) {
-        callers.emplace_back([&, c] {
-            std::mt19937 rng(c + 1);
-            for (int round = 0; round < kRounds; ++round) {
-                const int jobs = 1 + static_cast<int>(rng() % 20);  // sometimes more than a queue holds
-                for (int j = 0; j < jobs; ++j) LyThreadPool::Run(&Increment, &totals[c]);
-                expected[c] += jobs;
-                LyThreadPool::Wait();
-                if (totals[c].load() != expected[c].load()) return;
-            }
-        });
+    for (int size : lytest::PoolSizes()) {
+        lytest::ScopedPoolThreads pool(size);
+        std::atomic<int> totals[kCallers];
+        int expected[kCallers] = {};
+        std::vector<std::thread> callers;
+        for (int c = 0; c < kCallers; ++c) {
+            callers.emplace_back([&, c] {
+                std::mt19937 rng(c + 1);
+                for (int round = 0; round < 300 && totals[c].load() == expected[c]; ++round) {
+                    const int jobs = 1 + static_cast<int>(rng() % 20);  // sometimes more than a queue holds
+                    for (int j = 0; j < jobs; ++j) LyThreadPool::Run(&Increment, &totals[c]);
+                    expected[c] += jobs;
+                    LyThreadPool::Wait();
+                }
+            });
+        }
+        for (auto& t : callers) t.join();
+        for (int c = 0; c < kCallers; ++c) EXPECT_EQ(totals[c].load(), expected[c]) << size << " caller " << c;
+        EXPECT_EQ(Pool()->RingQueueCount(), 0u);
     }
-    for (auto& t : callers) t.join();
-    for (int c = 0; c < kCallers; ++c) EXPECT_EQ(totals[c].load(), expected[c].load()) << "caller " << c;
-    EXPECT_EQ(Pool()->RingQueueCount(), 0u);
 }
 
 TEST(ThreadPool, RacingFirstUseCreatesOnePool) {
@@ -415,12 +343,11 @@ TEST(ProcessorDetection, CountsTheCallersAffinityAtMostSixteen) {
 #if defined(__linux__)
 TEST(ProcessorDetection, ThreadPinnedToOneProcessorCountsOneAndKeepsItsAffinity) {
     std::thread t([] {
-        cpu_set_t allowed;
+        cpu_set_t allowed, one, after;
         CPU_ZERO(&allowed);
         ASSERT_EQ(pthread_getaffinity_np(pthread_self(), sizeof(allowed), &allowed), 0);
         int first = 0;
         while (!CPU_ISSET(first, &allowed)) ++first;
-        cpu_set_t one;
         CPU_ZERO(&one);
         CPU_SET(first, &one);
         ASSERT_EQ(pthread_setaffinity_np(pthread_self(), sizeof(one), &one), 0);
@@ -428,7 +355,6 @@ TEST(ProcessorDetection, ThreadPinnedToOneProcessorCountsOneAndKeepsItsAffinity)
         ly::DetectProcessors(info);
         EXPECT_EQ(info.logicalCount, 1u);
         EXPECT_EQ(CLyThreadPoolInstance::DetectedThreadCount(), 1);
-        cpu_set_t after;
         CPU_ZERO(&after);
         pthread_getaffinity_np(pthread_self(), sizeof(after), &after);
         EXPECT_TRUE(CPU_EQUAL(&after, &one));
