@@ -29,6 +29,7 @@
 #include "LyFormatUtils.h"
 #include "format/LyColorTables.h"
 #include "format/LyPackedKernels.h"
+#include "memory/LyUnaligned.h"
 #include "threading/LyBandFrame.h"
 
 namespace ly::packed {
@@ -348,12 +349,6 @@ inline __m128i LoadEntries(const int16_t (*tab)[4], unsigned i0, unsigned i1) {
 inline uint64_t Load64(const unsigned char* p) {
     uint64_t v;
     std::memcpy(&v, p, 8);
-    return v;
-}
-
-inline uint32_t Load32(const unsigned char* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
     return v;
 }
 

@@ -3,11 +3,12 @@
 #include "LyMemUtils.h"
 #include "memory/LyCpu.h"
 #include "memory/LyMem.h"
+#include "memory/LyUnaligned.h"
 
 namespace {
 
-inline void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
-inline void Store16(unsigned char* p, uint16_t v) { std::memcpy(p, &v, 2); }
+using ly::Store16;
+using ly::Store32;
 
 // Byte copies until the destination is `align`-aligned, then `align`-byte
 // blocks, then the tail bytes.

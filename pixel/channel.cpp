@@ -10,6 +10,7 @@
 
 #include "LyPixelUtils.h"
 #include "memory/LyCpu.h"
+#include "memory/LyUnaligned.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
@@ -25,7 +26,7 @@ inline unsigned char LumaOf(const unsigned char* px) {
     return static_cast<unsigned char>((kWeightG * px[1] + kWeightR * px[2] + kWeightB * px[0]) >> 14);
 }
 
-inline void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
+using ly::Store32;
 
 // ------------------------------------------------------------ scalar rows
 

@@ -17,6 +17,7 @@
 #include "format/LyColorTables.h"
 #include "format/LyPackedKernels.h"
 #include "memory/LyCpu.h"
+#include "memory/LyUnaligned.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
@@ -36,17 +37,9 @@ inline unsigned AlphaWeight(unsigned alpha) { return (alpha * 128u + 255u) >> 8;
 
 inline unsigned MixValue(unsigned c, unsigned d, unsigned w) { return (c * w + d * (128u - w)) >> 7; }
 
-inline uint32_t Load32(const unsigned char* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
-inline void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
-inline uint64_t Load64(const unsigned char* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return v;
-}
+using ly::Load32;
+using ly::Load64;
+using ly::Store32;
 inline unsigned Load16(const unsigned char* p) { return static_cast<unsigned>(p[0]) | (static_cast<unsigned>(p[1]) << 8); }
 inline void Store16(unsigned char* p, unsigned v) {
     p[0] = static_cast<unsigned char>(v);

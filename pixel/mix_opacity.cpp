@@ -18,26 +18,16 @@
 
 #include "LyPixelUtils.h"
 #include "memory/LyCpu.h"
+#include "memory/LyUnaligned.h"
 #include "threading/LyBandFrame.h"
-
-#if defined(__GNUC__) || defined(__clang__)
-#define LY_ALWAYS_INLINE inline __attribute__((always_inline))
-#else
-#define LY_ALWAYS_INLINE inline
-#endif
 
 namespace {
 
 constexpr uint32_t kAlphaBits = 0xFF000000u;
 constexpr uint32_t kOpaqueBlack = 0xFF000000u;
 
-LY_ALWAYS_INLINE uint32_t Load32(const unsigned char* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
-
-LY_ALWAYS_INLINE void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
+using ly::Load32;
+using ly::Store32;
 
 // ---------------------------------------------------------------- scalar rules
 

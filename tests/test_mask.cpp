@@ -274,7 +274,8 @@ TEST(MaskRefusals, EmptySizesNullPointersAndUnknownOperatorsWriteNothing) {
     TestImage image(16, 16, 4), plane(16, 16, 2), a(16, 16, 1), b(16, 16, 1, 1), d(16, 16, 1, 2);
     for (TestImage* t : {&image, &plane, &a, &b, &d}) t->FillRandom();
     lytest::ScopedPoolThreads pool(4);
-    for (const auto& [w, h] : {std::pair{0, 16}, {16, 0}, {-1, 16}, {16, -1}, {INT_MIN, INT_MIN}}) {
+    for (const auto& size : {std::pair{0, 16}, {16, 0}, {-1, 16}, {16, -1}, {INT_MIN, INT_MIN}}) {
+        const int w = size.first, h = size.second;  // lambdas cannot capture structured bindings in C++20
         SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
         ExpectUntouched(image, [&] { MaskImage(image.data(), image.pitch(), a.data(), a.pitch(), w, h); });
         ExpectUntouched(plane, [&] { Mask16bitAlpha(plane.data(), plane.pitch(), a.data(), a.pitch(), w, h); });

@@ -5,22 +5,15 @@
 
 #include "LyMemUtils.h"
 #include "LyVideoUtils.h"
+#include "video/LyVideoMath.h"
 
 namespace LyVideoUtils {
 
 namespace {
 
-constexpr double kRatioTolerance = 0.0001;
-
-// The truncating conversion of the x86 processor: a value outside the int
-// range (or NaN) gives 0x80000000 instead of undefined behaviour.
-int32_t TruncToInt(double v) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-    return static_cast<int32_t>(v);
-}
-
-// Half away from zero, then truncate.
-int32_t RoundToInt(double v) { return TruncToInt(v > 0 ? v + 0.5 : v - 0.5); }
+using ly::video::kRatioTolerance;
+using ly::video::RoundToInt;
+using ly::video::TruncToInt;
 
 // Sums of 32-bit edges wrap modulo 2^32 (defined, and what 32-bit hosts see)
 // rather than overflowing.

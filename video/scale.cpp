@@ -15,22 +15,16 @@
 #include "memory/LyCpu.h"
 #include "threading/LyBandFrame.h"
 #include "video/LyScaleDivide.h"
+#include "video/LyVideoMath.h"
 
 namespace LyVideoUtils {
 
 namespace {
 
-constexpr double kRatioTolerance = 0.0001;
-
-// The truncating conversion of the x86 processor: out of range (or NaN) gives
-// 0x80000000 instead of undefined behaviour.
-int32_t TruncToInt(double v) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-    return static_cast<int32_t>(v);
-}
-int32_t RoundToInt(double v) { return TruncToInt(v > 0 ? v + 0.5 : v - 0.5); }
-// Single-precision rounding: the half is added in float.
-int32_t RoundToIntF(float v) { return TruncToInt(v > 0 ? v + 0.5f : v - 0.5f); }
+using ly::video::kRatioTolerance;
+using ly::video::RoundToInt;
+using ly::video::RoundToIntF;
+using ly::video::TruncToInt;
 
 int32_t WrapMul(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
