@@ -1,6 +1,9 @@
 // The cost of one band-parallel dispatch, and the speed-up of a memory-bound
 // band operation with the pool.
 
+#include <chrono>
+#include <thread>
+
 #include "LyThreadPool.h"
 #include "bench_support.h"
 #include "threading/LyBandFrame.h"
@@ -23,6 +26,20 @@ void BM_DispatchEmptyJobs(benchmark::State& state) {
 void BM_ParallelRowsEmpty(benchmark::State& state) {
     lybench::PoolForState(state);
     for (auto _ : state) {
+        ly::ParallelRows(ly::PoolRoute::Internal, lybench::kHeight, [](int first, int rows) {
+            benchmark::DoNotOptimize(first + rows);
+        });
+    }
+}
+
+// The same after the workers have gone idle, as when a host calls once a
+// frame: the pause (not timed) outlasts the workers' spin.
+void BM_ParallelRowsAfterIdle(benchmark::State& state) {
+    lybench::PoolForState(state);
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        state.ResumeTiming();
         ly::ParallelRows(ly::PoolRoute::Internal, lybench::kHeight, [](int first, int rows) {
             benchmark::DoNotOptimize(first + rows);
         });
@@ -58,6 +75,7 @@ void BM_MemcpyFrame(benchmark::State& state) {
 
 BENCHMARK(BM_DispatchEmptyJobs)->Arg(1)->Arg(2)->Arg(4)->UseRealTime();
 BENCHMARK(BM_ParallelRowsEmpty)->Arg(1)->Arg(2)->Arg(4)->UseRealTime();
+BENCHMARK(BM_ParallelRowsAfterIdle)->Arg(1)->Arg(2)->Iterations(200)->UseRealTime();
 BENCHMARK(BM_MemcpyFrame)->UseRealTime();
 BENCHMARK(BM_BandedRowCopy)->Arg(1)->Arg(2)->UseRealTime();
 BENCHMARK_MAIN();
