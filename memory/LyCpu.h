@@ -4,6 +4,7 @@
 // Internal: processor feature level and the instruction set the kernels use.
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #if defined(__x86_64__) || defined(_M_X64) || defined(__i386__) || defined(_M_IX86)
@@ -20,6 +21,22 @@
 #else
 #define LY_TARGET_AVX2
 #define LY_HAVE_AVX2_KERNELS 0
+#endif
+
+// How many elements the widest vector form `isa` allows has done (0 at the
+// scalar level); the caller's scalar form finishes from there, so head and
+// tail elements follow the scalar rule. The AVX2 call is not compiled where
+// AVX2 kernels are not.
+#if LY_X86 && LY_HAVE_AVX2_KERNELS
+#define LY_WIDEST_FORM(isa, avx2Call, sse2Call)                                      \
+    ((isa) == ::ly::Isa::Avx2     ? static_cast<size_t>(avx2Call)                    \
+     : (isa) != ::ly::Isa::Scalar ? static_cast<size_t>(sse2Call)                    \
+                                  : size_t{0})
+#elif LY_X86
+#define LY_WIDEST_FORM(isa, avx2Call, sse2Call) \
+    ((isa) != ::ly::Isa::Scalar ? static_cast<size_t>(sse2Call) : size_t{0})
+#else
+#define LY_WIDEST_FORM(isa, avx2Call, sse2Call) (static_cast<void>(isa), size_t{0})
 #endif
 
 namespace ly {

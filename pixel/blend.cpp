@@ -202,17 +202,10 @@ template <int Avg, bool Depth16>
 void MixRow(Isa isa, const unsigned char* x, const unsigned char* y, uint32_t fill, const unsigned char* b,
             unsigned char* out, size_t n, unsigned w1, unsigned w2) {
     const size_t lanes = Depth16 ? n / 2 : n;
-    size_t done = 0;
-#if LY_X86
-    if (isa == Isa::Avx2)
-        done = Depth16 ? MixRow16Avx2<Avg>(x, y, fill, b, out, lanes, w1, w2)
-                       : MixRow8Avx2<Avg>(x, y, fill, b, out, lanes, w1, w2);
-    else if (isa == Isa::Sse2)
-        done = Depth16 ? MixRow16Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2)
-                       : MixRow8Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2);
-#else
-    (void)isa;
-#endif
+    const size_t done = Depth16 ? LY_WIDEST_FORM(isa, MixRow16Avx2<Avg>(x, y, fill, b, out, lanes, w1, w2),
+                                                 MixRow16Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2))
+                                : LY_WIDEST_FORM(isa, MixRow8Avx2<Avg>(x, y, fill, b, out, lanes, w1, w2),
+                                                 MixRow8Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2));
     if (Depth16)
         MixRow16Scalar<Avg>(x, y, fill, b, out, done, lanes, w1, w2);
     else
@@ -361,15 +354,8 @@ LY_TARGET_AVX2 size_t AccRowAvx2(const unsigned char* s, const unsigned char* nb
 // `count` floats of one accumulator row.
 void AccRow(Isa isa, const unsigned char* s, const unsigned char* nb, unsigned char* acc, size_t count, float k,
             bool signed16) {
-    size_t done = 0;
-#if LY_X86
-    if (isa == Isa::Avx2)
-        done = AccRowAvx2(s, nb, acc, count, k, signed16);
-    else if (isa == Isa::Sse2)
-        done = AccRowSse2(s, nb, acc, count, k, signed16);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, AccRowAvx2(s, nb, acc, count, k, signed16),
+                                       AccRowSse2(s, nb, acc, count, k, signed16));
     AccRowScalar(s, nb, acc, done, count, k, signed16);
 }
 
@@ -613,15 +599,8 @@ LY_TARGET_AVX2 size_t ConvertRowAvx2(const unsigned char* src, unsigned char* ou
 #endif
 
 void ConvertRow(Isa isa, const unsigned char* src, unsigned char* out, size_t count, bool depth16) {
-    size_t done = 0;
-#if LY_X86
-    if (isa == Isa::Avx2)
-        done = ConvertRowAvx2(src, out, count, depth16);
-    else if (isa == Isa::Sse2)
-        done = ConvertRowSse2(src, out, count, depth16);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, ConvertRowAvx2(src, out, count, depth16),
+                                       ConvertRowSse2(src, out, count, depth16));
     ConvertRowScalar(src, out, done, count, depth16);
 }
 

@@ -473,18 +473,7 @@ LY_TARGET_AVX2 size_t SubtractAlphaAvx2(const unsigned char* s, unsigned char* d
 
 // The pairs of a row: width / 2 of them, i.e. the first (width & ~1) pixels.
 size_t PairedPixels(ly::Isa isa, const unsigned char* s, unsigned char* d, size_t n) {
-    size_t done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == ly::Isa::Avx2)
-        done = PairedPixelsAvx2(s, d, n);
-    else
-#endif
-        if (isa != ly::Isa::Scalar)
-        done = PairedPixelsSse2(s, d, n);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, PairedPixelsAvx2(s, d, n), PairedPixelsSse2(s, d, n));
     PairedPixelsScalar(s, d, done, n);
     return n;
 }
@@ -500,18 +489,8 @@ void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned cha
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
     const size_t paired = n & ~static_cast<size_t>(1);
-    size_t done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == ly::Isa::Avx2)
-        done = MaskedPairedPixelsAvx2(s, m, d, paired);
-    else
-#endif
-        if (isa != ly::Isa::Scalar)
-        done = MaskedPairedPixelsSse2(s, m, d, paired);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, MaskedPairedPixelsAvx2(s, m, d, paired),
+                                            MaskedPairedPixelsSse2(s, m, d, paired));
     MaskedPairedPixelsScalar(s, m, d, done, paired);
     if (paired != n) {
         // The lone pixel is mixed from a temporary carrying the scaled alpha.
@@ -523,18 +502,7 @@ void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned cha
 void SubtractAlphaRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
-    size_t done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == ly::Isa::Avx2)
-        done = SubtractAlphaAvx2(s, d, n);
-    else
-#endif
-        if (isa != ly::Isa::Scalar)
-        done = SubtractAlphaSse2(s, d, n);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, SubtractAlphaAvx2(s, d, n), SubtractAlphaSse2(s, d, n));
     SubtractAlphaScalar(s, d, done, n);
 }
 

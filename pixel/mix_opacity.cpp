@@ -497,36 +497,15 @@ LY_TARGET_AVX2 size_t OpacityBlackAvx2(const unsigned char* s, unsigned char* d,
 
 void MixOpacityRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     const size_t n = static_cast<size_t>(width);
-    size_t done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == ly::Isa::Avx2)
-        done = OpacityBufferAvx2(s, d, n);
-    else
-#endif
-        if (isa != ly::Isa::Scalar)
-        done = OpacityBufferSse2(s, d, n);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, OpacityBufferAvx2(s, d, n), OpacityBufferSse2(s, d, n));
     OpacityBufferScalar(s, d, done, n);
 }
 
 void MixOpacityColorRow(ly::Isa isa, unsigned char* p, int width, uint32_t colour) {
     const size_t n = static_cast<size_t>(width);
     RowCache cache{0, colour};
-    size_t done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == ly::Isa::Avx2)
-        done = OpacityColourAvx2(p, n, colour, cache);
-    else
-#endif
-        if (isa != ly::Isa::Scalar)
-        done = OpacityColourSse2(p, n, colour, cache);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, OpacityColourAvx2(p, n, colour, cache),
+                                            OpacityColourSse2(p, n, colour, cache));
     OpacityColourScalar(p, done, n, colour, cache);
 }
 
@@ -534,18 +513,8 @@ template <bool InPlace>
 void MixOpacityBlackRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     const size_t n = static_cast<size_t>(width);
     RowCache cache{0, kOpaqueBlack};
-    size_t done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == ly::Isa::Avx2)
-        done = OpacityBlackAvx2<InPlace>(s, d, n, cache);
-    else
-#endif
-        if (isa != ly::Isa::Scalar)
-        done = OpacityBlackSse2<InPlace>(s, d, n, cache);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, OpacityBlackAvx2<InPlace>(s, d, n, cache),
+                                            OpacityBlackSse2<InPlace>(s, d, n, cache));
     OpacityBlackScalar(s, d, done, n, cache);
 }
 
