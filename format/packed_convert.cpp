@@ -46,17 +46,6 @@ inline int SatAdd16(int a, int b) {
 
 inline unsigned char ClampByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
 
-inline unsigned Load16(const unsigned char* p) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return v;
-}
-
-inline void Store16(unsigned char* p, unsigned v) {
-    const uint16_t w = static_cast<uint16_t>(v);
-    std::memcpy(p, &w, 2);
-}
-
 // A 16-bit 4:2:2 sample holds an 8-bit value times 4; anything between (true
 // 10-bit values) rounds to the nearest 8-bit value, anything above 1021
 // saturates at 255.
@@ -344,12 +333,6 @@ inline __m128i LoadEntry(const int16_t* e) { return _mm_loadl_epi64(reinterpret_
 // Entries i0 and i1 of one table in the low and high halves.
 inline __m128i LoadEntries(const int16_t (*tab)[4], unsigned i0, unsigned i1) {
     return _mm_unpacklo_epi64(LoadEntry(tab[i0]), LoadEntry(tab[i1]));
-}
-
-inline uint64_t Load64(const unsigned char* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return v;
 }
 
 // Two BGRA pixels -> words U0 Y0 V0 0 | U1 Y1 V1 0 (shifted).

@@ -28,7 +28,19 @@ LY_ALWAYS_INLINE uint64_t Load64(const unsigned char* p) {
     return v;
 }
 
-LY_ALWAYS_INLINE void Store16(unsigned char* p, uint16_t v) { std::memcpy(p, &v, 2); }
+// 16-bit samples come back as unsigned, so that products of two samples
+// cannot overflow a promoted int; a store keeps the low 16 bits.
+LY_ALWAYS_INLINE unsigned Load16(const unsigned char* p) {
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return v;
+}
+
+LY_ALWAYS_INLINE void Store16(unsigned char* p, unsigned v) {
+    const uint16_t w = static_cast<uint16_t>(v);
+    std::memcpy(p, &w, 2);
+}
+
 LY_ALWAYS_INLINE void Store32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, 4); }
 
 }  // namespace ly

@@ -16,6 +16,7 @@
 #include "LyPixelUtils.h"
 #include "LyVideoUtils.h"
 #include "memory/LyCpu.h"
+#include "memory/LyUnaligned.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
@@ -72,11 +73,8 @@ enum AvgKind : int {
 inline unsigned FillByte(uint32_t fill, size_t i) { return (fill >> (8 * (i & 3))) & 0xFFu; }
 inline unsigned FillSample(uint32_t fill, size_t i) { return (fill >> (16 * (i & 1))) & 0xFFFFu; }
 
-inline unsigned Load16(const unsigned char* p) { return static_cast<unsigned>(p[0]) | (static_cast<unsigned>(p[1]) << 8); }
-inline void Store16(unsigned char* p, unsigned v) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-}
+using ly::Load16;
+using ly::Store16;
 
 // Lanes [begin, end) of a byte row. The 16-bit lane sum wraps as it does in
 // the vector form when out-of-range opacities wrap the weights.

@@ -12,6 +12,7 @@
 
 #include "LyPixelUtils.h"
 #include "memory/LyCpu.h"
+#include "memory/LyUnaligned.h"
 #include "pixel/LyMaskKernels.h"
 #include "threading/LyBandFrame.h"
 
@@ -19,14 +20,6 @@ namespace ly {
 namespace {
 
 inline size_t Offset(int index, size_t bytes) { return static_cast<size_t>(index) * bytes; }
-
-inline uint16_t Load16(const unsigned char* p) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return v;
-}
-
-inline void Store16(unsigned char* p, uint16_t v) { std::memcpy(p, &v, 2); }
 
 inline unsigned char ScaleAlpha8(unsigned a, unsigned m) { return static_cast<unsigned char>((a * m + 255u) >> 8); }
 

@@ -37,14 +37,11 @@ inline unsigned AlphaWeight(unsigned alpha) { return (alpha * 128u + 255u) >> 8;
 
 inline unsigned MixValue(unsigned c, unsigned d, unsigned w) { return (c * w + d * (128u - w)) >> 7; }
 
+using ly::Load16;
 using ly::Load32;
 using ly::Load64;
+using ly::Store16;
 using ly::Store32;
-inline unsigned Load16(const unsigned char* p) { return static_cast<unsigned>(p[0]) | (static_cast<unsigned>(p[1]) << 8); }
-inline void Store16(unsigned char* p, unsigned v) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-}
 
 // BGRA -> (V, U, Y): layout 3, B + G + R + offset with signed saturation,
 // then a logical shift. The table values keep every word within 16..240.
