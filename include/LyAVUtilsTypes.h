@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "LyAVUtilsExport.h"
 
@@ -269,6 +270,124 @@ struct SLyLockSurface {
     int height;
     int pitch;
     unsigned char* bits;
+};
+
+// A 4x4 float matrix in the row-vector convention: a point is the row vector
+// (x, y, z, 1) and is transformed as p * M, so the translation sits in m[3][0..2].
+struct SLyMatrix4x4 {
+    float m[4][4];
+};
+
+// ------------------------------------------------------------ host interfaces
+//
+// The host implements these; the library calls them only on the calling
+// thread, and only at the slots named below. Each slot's position in the
+// table of virtual operations is part of the contract, so slots the library
+// never calls are kept as HostReservedN placeholders and must stay in place.
+// Results the library ignores are stated per operation; a Lock must not fail
+// for a valid surface.
+
+// What ILyVideoSurface::GetSyncObject hands out: pending work on a surface.
+class ILySyncObject {
+public:
+    virtual int32_t QueryInterface(const void* iid, void** object) = 0;
+    virtual uint32_t AddRef() = 0;
+    virtual uint32_t Release() = 0;
+    virtual void HostReserved3() = 0;
+    virtual void HostReserved4() = 0;
+    // Slot 5: wait up to `milliseconds` for the pending work; result ignored.
+    virtual int Wait(uint32_t milliseconds) = 0;
+
+protected:
+    ~ILySyncObject() = default;
+};
+
+// One picture of the host: a whole frame or one field, placed in the frame.
+class ILyVideoSurface {
+public:
+    virtual int32_t QueryInterface(const void* iid, void** object) = 0;
+    virtual uint32_t AddRef() = 0;
+    virtual uint32_t Release() = 0;
+    virtual void HostReserved3() = 0;
+    virtual void HostReserved4() = 0;
+    // Slot 5: set the display aspect; for AspectRatio_Custom x:y is the ratio.
+    virtual int SetAspectRatio(ELyAspectRatio kind, int x, int y) = 0;
+    virtual void HostReserved6() = 0;
+    // Slot 7: record whether colour is premultiplied (the library passes 0).
+    virtual int SetShaped(int shaped) = 0;
+    virtual void HostReserved8() = 0;
+    virtual void HostReserved9() = 0;
+    // Slot 10: fill the whole record; callable without a lock.
+    virtual int GetDescription(SLySurfaceDescription* description) = 0;
+    virtual void HostReserved11() = 0;
+    virtual void HostReserved12() = 0;
+    // Slot 13: make the pixels addressable; `flags` is always 0.
+    virtual int Lock(int flags, SLyLockSurface* lock) = 0;
+    // Slot 14: end the lock opened by Lock; `flags` is always 0.
+    virtual int Unlock(int flags) = 0;
+    virtual void HostReserved15() = 0;
+    // Slot 16: width of one pixel divided by its height, on display.
+    virtual double GetPixelAspectRatio() = 0;
+    // Slot 17: an object controlling pending work on the surface, holding one
+    // reference for the caller, or null. The library sets *object to null first.
+    virtual int GetSyncObject(ILySyncObject** object) = 0;
+
+protected:
+    ~ILyVideoSurface() = default;
+};
+
+// Makes new surfaces for CloneSurface and ImageBufferToVideoSurface.
+class ILyVideoSurfacePool {
+public:
+    virtual int32_t QueryInterface(const void* iid, void** object) = 0;
+    virtual uint32_t AddRef() = 0;
+    virtual uint32_t Release() = 0;
+    virtual void HostReserved3() = 0;
+    // Slot 4: make a surface holding one reference the caller owns; nonzero on
+    // success. `flags` is always 0; *surface is set to null before the call.
+    virtual int CreateSurface(int flags, const SLySurfaceCreateDesc* description, ILyVideoSurface** surface) = 0;
+
+protected:
+    ~ILyVideoSurfacePool() = default;
+};
+
+// An 8-bit mask (one byte a pixel, 255 opaque) placed in the frame.
+class ILyMaskSurface {
+public:
+    virtual int32_t QueryInterface(const void* iid, void** object) = 0;
+    virtual uint32_t AddRef() = 0;
+    virtual uint32_t Release() = 0;
+    virtual void HostReserved3() = 0;
+    virtual void HostReserved4() = 0;
+    virtual void HostReserved5() = 0;
+    // Slot 6: the mask's rectangle in frame coordinates.
+    virtual int GetRect(RECT* rect) = 0;
+    virtual void HostReserved7() = 0;
+    // Slot 8: make the bytes addressable; the library reads `pitch` and `bits`.
+    virtual int Lock(SLyLockSurface* lock) = 0;
+    // Slot 9: end the lock.
+    virtual int Unlock() = 0;
+
+protected:
+    ~ILyMaskSurface() = default;
+};
+
+// A decoded video sample carrying one frame surface or two field surfaces.
+class ILyAVSample {
+public:
+    virtual int32_t QueryInterface(const void* iid, void** object) = 0;
+    virtual uint32_t AddRef() = 0;
+    virtual uint32_t Release() = 0;
+    virtual void HostReserved3() = 0;
+    virtual void HostReserved4() = 0;
+    virtual void HostReserved5() = 0;
+    // Slot 6: append the sample's surfaces (one frame, or the first field then
+    // the second), each carrying one reference the library releases; nonzero
+    // on success.
+    virtual int GetSurfaces(std::vector<ILyVideoSurface*>& surfaces) = 0;
+
+protected:
+    ~ILyAVSample() = default;
 };
 
 // ------------------------------------------------------------ audio
