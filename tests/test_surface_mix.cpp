@@ -631,6 +631,11 @@ TEST(SurfaceMixPlay, FrameToFieldTakesTheFieldsFrameRows) {
          {Row(0), Row(2), U}, {0, -4, 6, -2}},
         {"negative rows, even field", ScanMode_UpperFirst, Polarity_First, {0, -7, 6, -3}, {0, -4, 6, -1},
          {U, Row(1), Row(3)}, {0, -3, 6, -1}},
+        // A field that says progressive: rows are not halved on the way in but
+        // doubled on the way back, so field row -4 would read frame row -8,
+        // above the source; only the rows that land inside it are taken.
+        {"field of a progressive scan", ScanMode_Progressive, Polarity_First, {0, -6, 6, 2}, {0, -4, 6, 0},
+         {U, Row(0), Row(2), Row(4)}, {0, -3, 6, 0}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
