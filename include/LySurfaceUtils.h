@@ -85,10 +85,13 @@ LYAVUTILS_API int OverlaySurface(ILyVideoSurface* source, ILyVideoSurface* desti
 // given. Clips are in the same coordinates as the surface they clip.
 //
 // copyOnly == 0 mixes with LyPixelUtils::MixColor (six arguments); both
-// surfaces need 4-byte pixels. copyOnly != 0 copies, row by row, the bytes of
-// GetPixelBytes(source format, source depth, width, 2) / 2, ignoring alpha;
-// the two surfaces need the same nonzero bytes per pixel (so a 4:2:2 pair at
-// depth 8 may be copied). Otherwise 0 is returned before any Lock.
+// surfaces need 4-byte pixels, else 0 before any Lock. copyOnly != 0 copies,
+// row by row, the bytes of GetPixelBytes(source format, source depth, width,
+// 2) / 2, ignoring alpha. Formats are not compared: a 4:2:2 pair at depth 8
+// copies 2 bytes a pixel. Where the destination's pixels are narrower than
+// the source's, each row is cut to the bytes the destination row holds from
+// its start column on, so the copy never runs past the row. A planar or
+// unknown format on either side is refused (0, before any Lock).
 //
 // The path is chosen by the polarities: equal polarities, or one 2 and the
 // other 3, take the same-structure path; a source whose polarity is neither 0

@@ -204,8 +204,14 @@ int MixPlaySurface(ILyVideoSurface* source, CRect* sourceClip, ILyVideoSurface* 
     }
     }
 
+    // A copy moves the source's bytes; where the destination's pixels are
+    // narrower its rows are cut to the bytes the destination row still holds.
+    size_t copyBytes = 0;
     if (copyOnly != 0) {
-        if (PixelStep(sd) == 0 || PixelStep(sd) != PixelStep(dd)) return 0;
+        if (PixelStep(sd) == 0 || PixelStep(dd) == 0) return 0;
+        const uint32_t destinationColumn = ly::ColumnBytes(dd.pixelFormat, dd.bitDepth, plan.destinationLeft - dd.left);
+        copyBytes = std::min<size_t>(ly::ColumnBytes(sd.pixelFormat, sd.bitDepth, plan.width),
+                                     ly::ColumnBytes(dd.pixelFormat, dd.bitDepth, dd.width) - destinationColumn);
     } else if (!Has32BitPixels(sd) || !Has32BitPixels(dd)) {
         return 0;
     }
@@ -230,9 +236,8 @@ int MixPlaySurface(ILyVideoSurface* source, CRect* sourceClip, ILyVideoSurface* 
         const int sPitch = plan.sourceEveryOther ? EveryOtherRow(sl.pitch) : sl.pitch;
         const int dPitch = plan.destinationEveryOther ? EveryOtherRow(dl.pitch) : dl.pitch;
         if (copyOnly != 0) {
-            const size_t rowBytes = ly::ColumnBytes(sd.pixelFormat, sd.bitDepth, plan.width);
             for (int y = 0; y < plan.height; ++y)
-                std::memmove(d + static_cast<ptrdiff_t>(dPitch) * y, s + static_cast<ptrdiff_t>(sPitch) * y, rowBytes);
+                std::memmove(d + static_cast<ptrdiff_t>(dPitch) * y, s + static_cast<ptrdiff_t>(sPitch) * y, copyBytes);
         } else {
             LyPixelUtils::MixColor(s, sPitch, d, dPitch, plan.width, plan.height);
         }

@@ -317,7 +317,6 @@ TEST(SurfaceMixPlacement, FourBytePixelsOnlyExceptForASameFormatCopy) {
         EXPECT_EQ(MixSurface(b.get(), a.get()), 0);
         EXPECT_EQ(OverlaySurface(b.get(), a.get()), 0);
         EXPECT_EQ(MixKtvSurface(b.get(), a.get(), 1.0), 0);
-        EXPECT_EQ(MixPlaySurface(a.get(), nullptr, b.get(), nullptr, 1, 1.0, nullptr), 0);  // 2 bytes to 4
         EXPECT_EQ(MixSurfaceWithMaskAlpha(a.get(), m.get(), b.get()), 0);
         EXPECT_EQ(FadeSurface(a.get(), 50.0f, nullptr), 0);
         EXPECT_EQ(DeflickerSurface(b.get(), a.get(), DeflickerQuality_Low), 0);
@@ -339,6 +338,24 @@ TEST(SurfaceMixPlacement, FourBytePixelsOnlyExceptForASameFormatCopy) {
                     At(srcBytes, src->Pitch(), {0, 0, 15, 6}, area, 2) + static_cast<ptrdiff_t>(src->Pitch()) * y, 18);
     EXPECT_EQ(MixPlaySurface(src.get(), nullptr, dst.get(), nullptr, 1, 1.0, nullptr), 1);
     EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*dst)));
+
+    // Copies across pixel sizes move the source's bytes for the overlap's
+    // width, cut to what the destination row holds: 6 BGRA pixels (24
+    // bytes) into a 4:2:2 row with 16 bytes left; 6 4:2:2 pixels (12 bytes)
+    // into a BGRA row.
+    for (auto [from, to, bytes] : {std::tuple{PixelFormat_BGRA4444, PixelFormat_UYVY422, 16},
+                                   {PixelFormat_UYVY422, PixelFormat_BGRA4444, 12}}) {
+        const RECT placedFrom{0, 0, 10, 3}, placedTo{4, 0, 12, 3};
+        Surface a = MakeSurface("from", placedFrom, 4, from), b = MakeSurface("to", placedTo, 6, to);
+        Bytes fromBytes = BytesOf(*a);
+        Bytes wanted = BytesOf(*b);
+        const int fromColumn = 4 * (from == PixelFormat_BGRA4444 ? 4 : 2);
+        for (int y = 0; y < 3; ++y)
+            std::memcpy(wanted.data() + static_cast<ptrdiff_t>(b->Pitch()) * y,
+                        fromBytes.data() + static_cast<ptrdiff_t>(a->Pitch()) * y + fromColumn, bytes);
+        EXPECT_EQ(MixPlaySurface(a.get(), nullptr, b.get(), nullptr, 1, 1.0, nullptr), 1);
+        EXPECT_TRUE(lytest::SameBytes(wanted, BytesOf(*b)));
+    }
 }
 
 // ------------------------------------------------------------ host calls
