@@ -304,7 +304,7 @@ TEST(SurfaceMixPlacement, DynaTexLocksButChangesNothing) {
     EXPECT_TRUE(lytest::SameBytes(c, BytesOf(*third)));
 }
 
-TEST(SurfaceMixPlacement, FourBytePixelsOnlyExceptForASameFormatCopy) {
+TEST(SurfaceMixPlacement, MixesNeedFourBytePixelsWhileCopiesTakeAnySize) {
     const RECT r{3, 1, 20, 9};
     // 4:2:2 at depth 8 has 2-byte pixels: the 32-bit routines would overrun
     // its rows, so nothing is locked.
