@@ -110,12 +110,12 @@ int64_t CeilHalf(int64_t v) { return v >= 0 ? (v + 1) / 2 : -((-v) / 2); }
 
 // Where the rows of one play mix come from and go to, decided before locking.
 struct PlayPlan {
-    RECT affected;            // the intersection, in the rows it was computed in
+    RECT affected;                        // the intersection, in the rows it was computed in
     int sourceLeft, sourceTop;            // frame coordinates of the first pixel read
-    int destinationLeft, destinationTop;  // ... and written
+    int destinationLeft, destinationTop;  // ... and of the first pixel written
     int width, height;
-    bool sourceEveryOther = false;       // frame source feeding a field
-    bool destinationEveryOther = false;  // field source feeding a frame
+    bool sourceEveryOther = false;        // a frame source feeding a field
+    bool destinationEveryOther = false;   // a field source feeding a frame
 };
 
 // The field-crossing paths. `field` is the intersection in field rows; field
