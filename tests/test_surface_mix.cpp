@@ -1,3 +1,5 @@
+// LY_TEST_LABELS: threading
+//
 // Surface compositing: where the bytes land for surfaces placed anywhere in
 // the frame (results compared with the pixel routine run directly on the same
 // sub-pictures), the host calls in order, the play mix's field paths, the
@@ -13,6 +15,7 @@
 #include <tuple>
 #include <vector>
 
+#include "LyMemoryHost.h"
 #include "LyPixelUtils.h"
 #include "LySurfaceUtils.h"
 #include "LyVideoUtils.h"
@@ -946,4 +949,36 @@ TEST(SurfaceMixUnshape, ColourIsDividedByAlphaWithSpillAndClearPixelsKept) {
     SLySurfaceDescription d{};
     s->GetDescription(&d);
     EXPECT_EQ(d.shaped, 0);
+}
+
+// ------------------------------------------------------------ several callers
+
+TEST(SurfaceMixThreads, TwoHostThreadsMixingAtOnceGetTheirSoloResults) {
+    lytest::ScopedPoolThreads pool(4);
+    // Each run puts the image into a destination surface of its own at
+    // `placed`, mixes a fixed source over it and takes the pixels back.
+    auto runAt = [](const RECT& placed, const RECT& sourcePlaced) {
+        Bytes source(static_cast<size_t>(Width(sourcePlaced)) * Height(sourcePlaced) * 4);
+        lytest::FillRandomWithExtremes(source.data(), source.size());
+        return [=](lytest::TestImage& image) {
+            using LyMemoryHost::CLyMemorySurface;
+            const auto desc = [](const RECT& r) {
+                return lytest::MakeCreateDesc(Width(r), Height(r), PixelFormat_BGRA4444, 8, r.left, r.top);
+            };
+            CLyMemorySurface* src = CLyMemorySurface::Create(desc(sourcePlaced), 4 * Width(sourcePlaced));
+            CLyMemorySurface* dst = CLyMemorySurface::Create(desc(placed), image.rowBytes());
+            std::memcpy(src->Bits(), source.data(), source.size());
+            const Bytes pixels = image.Pixels();
+            std::memcpy(dst->Bits(), pixels.data(), pixels.size());
+            MixSurface(src, dst);
+            lytest::SetPixels(image, Bytes(dst->Bits(), dst->Bits() + pixels.size()));
+            src->Release();
+            dst->Release();
+        };
+    };
+    lytest::TestImage a(61, 40, 4), b(33, 17, 4);
+    a.FillRandomWithExtremes();
+    b.FillRandomWithExtremes();
+    lytest::ExpectConcurrentCallersMatchSolo(a, runAt({0, 0, 61, 40}, {-7, 5, 50, 52}), b,
+                                             runAt({-10, -10, 23, 7}, {-20, -4, 13, 30}));
 }
