@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "LyVideoUtils.h"
+#include "test_support.h"
 
 namespace lytest {
 
@@ -339,6 +340,8 @@ int RecordingSample::GetSurfaces(std::vector<ILyVideoSurface*>& surfaces) {
 }
 
 // ------------------------------------------------------------ helpers
+
+void FillMemoryRandom(RecordingSurface* s) { FillRandom(s->Bits(), s->Memory().ByteSize()); }
 
 SLySurfaceCreateDesc MakeCreateDesc(int width, int height, ELyPixelFormat format, unsigned char bitDepth, int left,
                                     int top) {

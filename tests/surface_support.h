@@ -206,6 +206,13 @@ private:
 SLySurfaceCreateDesc MakeCreateDesc(int width, int height, ELyPixelFormat format, unsigned char bitDepth,
                                     int left = 0, int top = 0);
 
+// Every byte of a surface's memory (padding and alpha plane included), and a
+// random fill of all of it.
+inline std::vector<unsigned char> MemoryOf(RecordingSurface* s) {
+    return std::vector<unsigned char>(s->Bits(), s->Bits() + s->Memory().ByteSize());
+}
+void FillMemoryRandom(RecordingSurface* s);
+
 // Releases a host object at scope end (the test's own reference).
 template <class T>
 class HostRef {
