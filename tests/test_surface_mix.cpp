@@ -26,6 +26,7 @@ using namespace LySurfaceUtils;
 using lytest::CallLog;
 using lytest::ClearCallLog;
 using lytest::HostRef;
+using lytest::MemoryOf;
 using lytest::RecordingMask;
 using lytest::RecordingSurface;
 
@@ -63,8 +64,7 @@ RecordingMask* MakeMask(const std::string& name, const RECT& r, int extraPitch =
 
 void MakeField(RecordingSurface& s, ELyScanMode scan, ELyPolarity polarity) { s.Memory().SetFieldInfo(scan, polarity); }
 
-Bytes BytesOf(RecordingSurface& s) { return Bytes(s.Bits(), s.Bits() + s.Memory().ByteSize()); }
-Bytes BytesOf(RecordingMask& m) {
+Bytes MaskBytes(RecordingMask& m) {
     const RECT r = m.Memory().Rect();
     return Bytes(m.Bits(), m.Bits() + static_cast<size_t>(m.Pitch()) * Height(r));
 }
@@ -127,16 +127,16 @@ void ExpectLikeRoutineOnOverlap(const TwoOperation& op, const TwoRoutine& routin
             SCOPED_TRACE(std::string(p.name) + ", extra pitch " + std::to_string(extra));
             Surface src = MakeSurface("src", p.source, extra);
             Surface dst = MakeSurface("dst", p.destination, extra + 4);
-            Bytes srcBefore = BytesOf(*src);
-            const Bytes dstBefore = BytesOf(*dst);
+            Bytes srcBefore = MemoryOf(src.get());
+            const Bytes dstBefore = MemoryOf(dst.get());
             ClearCallLog();
             const int result = op(src.get(), dst.get());
             const RECT area = Intersection(p.source, p.destination);
-            EXPECT_TRUE(lytest::SameBytes(srcBefore, BytesOf(*src)));
+            EXPECT_TRUE(lytest::SameBytes(srcBefore, MemoryOf(src.get())));
             if (Empty(area)) {
                 EXPECT_EQ(result, 0);
                 EXPECT_TRUE(lytest::NothingLocked()) << lytest::CallLogText();
-                EXPECT_TRUE(lytest::SameBytes(dstBefore, BytesOf(*dst)));
+                EXPECT_TRUE(lytest::SameBytes(dstBefore, MemoryOf(dst.get())));
                 continue;
             }
             EXPECT_EQ(result, 1);
@@ -144,8 +144,8 @@ void ExpectLikeRoutineOnOverlap(const TwoOperation& op, const TwoRoutine& routin
             Bytes expected = dstBefore;
             routine(At(srcBefore, src->Pitch(), p.source, area), src->Pitch(),
                     At(expected, dst->Pitch(), p.destination, area), dst->Pitch(), Width(area), Height(area));
-            EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*dst)));
-            EXPECT_TRUE(OutsideUnchanged(dstBefore, BytesOf(*dst), dst->Pitch(), p.destination, area));
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+            EXPECT_TRUE(OutsideUnchanged(dstBefore, MemoryOf(dst.get()), dst->Pitch(), p.destination, area));
         }
 }
 
@@ -204,8 +204,8 @@ TEST(SurfaceMixPlacement, MaskOperationsWorkWhereSurfacesAndMaskOverlap) {
             Surface first = MakeSurface("first", c.first, 4);
             Surface second = MakeSurface("second", c.second, 8);
             Mask mask = MakeMask("mask", c.mask);
-            Bytes firstBefore = BytesOf(*first), maskBefore = BytesOf(*mask);
-            const Bytes secondBefore = BytesOf(*second);
+            Bytes firstBefore = MemoryOf(first.get()), maskBefore = MaskBytes(*mask);
+            const Bytes secondBefore = MemoryOf(second.get());
             ClearCallLog();
             const int result = MixSurfaceWithMaskAlpha(first.get(), mask.get(), second.get());
             Bytes expected = secondBefore;
@@ -216,28 +216,28 @@ TEST(SurfaceMixPlacement, MaskOperationsWorkWhereSurfacesAndMaskOverlap) {
                                                     Width(area), Height(area));
             EXPECT_EQ(result, Empty(area) ? 0 : 1);
             EXPECT_EQ(Empty(area), lytest::NothingLocked());
-            EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*second)));
-            EXPECT_TRUE(OutsideUnchanged(secondBefore, BytesOf(*second), second->Pitch(), c.second, area));
-            EXPECT_TRUE(lytest::SameBytes(firstBefore, BytesOf(*first)));
-            EXPECT_TRUE(lytest::SameBytes(maskBefore, BytesOf(*mask)));
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(second.get())));
+            EXPECT_TRUE(OutsideUnchanged(secondBefore, MemoryOf(second.get()), second->Pitch(), c.second, area));
+            EXPECT_TRUE(lytest::SameBytes(firstBefore, MemoryOf(first.get())));
+            EXPECT_TRUE(lytest::SameBytes(maskBefore, MaskBytes(*mask)));
         }
         {
             const RECT sub = Intersection(c.second, c.mask);
             Surface surface = MakeSurface("surface", c.second, 8);
             Mask mask = MakeMask("mask", c.mask);
-            Bytes maskBefore = BytesOf(*mask);
-            const Bytes before = BytesOf(*surface);
+            Bytes maskBefore = MaskBytes(*mask);
+            const Bytes before = MemoryOf(surface.get());
             ClearCallLog();
             // Zero whether or not it worked.
             EXPECT_EQ(SubtractSurfaceWithMaskAlpha(surface.get(), mask.get()), 0);
             Bytes expected = before;
             if (!Empty(sub))
-                LyPixelUtils::SubtractImageWithMaskAlpha(At(expected, surface->Pitch(), c.second, sub),
-                                                         surface->Pitch(), At(maskBefore, mask->Pitch(), c.mask, sub, 1),
-                                                         mask->Pitch(), Width(sub), Height(sub));
+                LyPixelUtils::SubtractImageWithMaskAlpha(
+                    At(expected, surface->Pitch(), c.second, sub), surface->Pitch(),
+                    At(maskBefore, mask->Pitch(), c.mask, sub, 1), mask->Pitch(), Width(sub), Height(sub));
             EXPECT_EQ(Empty(sub), lytest::NothingLocked());
-            EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*surface)));
-            EXPECT_TRUE(OutsideUnchanged(before, BytesOf(*surface), surface->Pitch(), c.second, sub));
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(surface.get())));
+            EXPECT_TRUE(OutsideUnchanged(before, MemoryOf(surface.get()), surface->Pitch(), c.second, sub));
         }
     }
 }
@@ -259,7 +259,7 @@ TEST(SurfaceMixPlacement, FadeSurfaceFadesItsRectangleClippedToTheArea) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         Surface s = MakeSurface("s", placed, 12);
-        const Bytes before = BytesOf(*s);
+        const Bytes before = MemoryOf(s.get());
         RECT area = c.area;
         ClearCallLog();
         const int result = FadeSurface(s.get(), 37.5f, c.withArea ? &area : nullptr);
@@ -270,28 +270,28 @@ TEST(SurfaceMixPlacement, FadeSurfaceFadesItsRectangleClippedToTheArea) {
                                     37.5f);
         EXPECT_EQ(result, Empty(faded) ? 0 : 1);
         EXPECT_EQ(Empty(faded), lytest::NothingLocked());
-        EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*s)));
-        EXPECT_TRUE(OutsideUnchanged(before, BytesOf(*s), s->Pitch(), placed, faded));
+        EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(s.get())));
+        EXPECT_TRUE(OutsideUnchanged(before, MemoryOf(s.get()), s->Pitch(), placed, faded));
     }
 }
 
 TEST(SurfaceMixPlacement, DeflickerTakesBothPicturesWholeWhateverTheirPositions) {
     Surface first = MakeSurface("first", {0, 0, 21, 18}, 4);
     Surface second = MakeSurface("second", {100, 50, 125, 70}, 12);
-    Bytes firstBefore = BytesOf(*first);
-    Bytes expected = BytesOf(*second);
+    Bytes firstBefore = MemoryOf(first.get());
+    Bytes expected = MemoryOf(second.get());
     const int direct = LyPixelUtils::DefickerImage(firstBefore.data(), first->Pitch(), expected.data(),
                                                    second->Pitch(), 21, 18, DeflickerQuality_High);
     EXPECT_EQ(DeflickerSurface(first.get(), second.get(), DeflickerQuality_High), direct);
     EXPECT_EQ(direct, 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*second)));
-    EXPECT_TRUE(lytest::SameBytes(firstBefore, BytesOf(*first)));
+    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(second.get())));
+    EXPECT_TRUE(lytest::SameBytes(firstBefore, MemoryOf(first.get())));
 
     // The routine's refusal comes back after the locks, with nothing written.
-    const Bytes secondBefore = BytesOf(*second);
+    const Bytes secondBefore = MemoryOf(second.get());
     ClearCallLog();
     EXPECT_EQ(DeflickerSurface(first.get(), second.get(), static_cast<ELyDeflickerQuality>(7)), 0);
-    EXPECT_TRUE(lytest::SameBytes(secondBefore, BytesOf(*second)));
+    EXPECT_TRUE(lytest::SameBytes(secondBefore, MemoryOf(second.get())));
     EXPECT_EQ(lytest::CallsContaining(".Lock").size(), 2u);
     EXPECT_TRUE(lytest::LocksBalanced());
 }
@@ -300,11 +300,11 @@ TEST(SurfaceMixPlacement, DynaTexLocksButChangesNothing) {
     Surface first = MakeSurface("first", {0, 0, 30, 20});
     Surface second = MakeSurface("second", {5, 5, 40, 40});
     Surface third = MakeSurface("third", {-5, 2, 20, 30});
-    const Bytes a = BytesOf(*first), b = BytesOf(*second), c = BytesOf(*third);
+    const Bytes a = MemoryOf(first.get()), b = MemoryOf(second.get()), c = MemoryOf(third.get());
     EXPECT_EQ(MixDynaTex(first.get(), second.get(), 12345, third.get()), 1);
-    EXPECT_TRUE(lytest::SameBytes(a, BytesOf(*first)));
-    EXPECT_TRUE(lytest::SameBytes(b, BytesOf(*second)));
-    EXPECT_TRUE(lytest::SameBytes(c, BytesOf(*third)));
+    EXPECT_TRUE(lytest::SameBytes(a, MemoryOf(first.get())));
+    EXPECT_TRUE(lytest::SameBytes(b, MemoryOf(second.get())));
+    EXPECT_TRUE(lytest::SameBytes(c, MemoryOf(third.get())));
 }
 
 TEST(SurfaceMixPlacement, MixesNeedFourBytePixelsWhileCopiesTakeAnySize) {
@@ -333,14 +333,14 @@ TEST(SurfaceMixPlacement, MixesNeedFourBytePixelsWhileCopiesTakeAnySize) {
     // Copying between two 4:2:2 surfaces moves 2 bytes a pixel from an odd column on.
     Surface src = MakeSurface("src", {0, 0, 15, 6}, 6, PixelFormat_UYVY422, 8);
     Surface dst = MakeSurface("dst", {-3, 2, 9, 11}, 2, PixelFormat_UYVY422, 8);
-    Bytes srcBytes = BytesOf(*src);
-    Bytes expected = BytesOf(*dst);
+    Bytes srcBytes = MemoryOf(src.get());
+    Bytes expected = MemoryOf(dst.get());
     const RECT area{0, 2, 9, 6};
     for (int y = 0; y < Height(area); ++y)
         std::memcpy(At(expected, dst->Pitch(), {-3, 2, 9, 11}, area, 2) + static_cast<ptrdiff_t>(dst->Pitch()) * y,
                     At(srcBytes, src->Pitch(), {0, 0, 15, 6}, area, 2) + static_cast<ptrdiff_t>(src->Pitch()) * y, 18);
     EXPECT_EQ(MixPlaySurface(src.get(), nullptr, dst.get(), nullptr, 1, 1.0, nullptr), 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*dst)));
+    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
 
     // Copies across pixel sizes move the source's bytes for the overlap's
     // width, cut to what the destination row holds: 6 BGRA pixels (24
@@ -350,14 +350,14 @@ TEST(SurfaceMixPlacement, MixesNeedFourBytePixelsWhileCopiesTakeAnySize) {
                                    {PixelFormat_UYVY422, PixelFormat_BGRA4444, 12}}) {
         const RECT placedFrom{0, 0, 10, 3}, placedTo{4, 0, 12, 3};
         Surface a = MakeSurface("from", placedFrom, 4, from), b = MakeSurface("to", placedTo, 6, to);
-        Bytes fromBytes = BytesOf(*a);
-        Bytes wanted = BytesOf(*b);
+        Bytes fromBytes = MemoryOf(a.get());
+        Bytes wanted = MemoryOf(b.get());
         const int fromColumn = 4 * (from == PixelFormat_BGRA4444 ? 4 : 2);
         for (int y = 0; y < 3; ++y)
             std::memcpy(wanted.data() + static_cast<ptrdiff_t>(b->Pitch()) * y,
                         fromBytes.data() + static_cast<ptrdiff_t>(a->Pitch()) * y + fromColumn, bytes);
         EXPECT_EQ(MixPlaySurface(a.get(), nullptr, b.get(), nullptr, 1, 1.0, nullptr), 1);
-        EXPECT_TRUE(lytest::SameBytes(wanted, BytesOf(*b)));
+        EXPECT_TRUE(lytest::SameBytes(wanted, MemoryOf(b.get())));
     }
 }
 
@@ -514,20 +514,20 @@ TEST(SurfaceMixCalls, EmptyOrNegativeDescriptionsLockNothing) {
 
 TEST(SurfaceMixCalls, ALockWithoutMemoryIsBalancedAndWritesNothing) {
     Surface src = MakeSurface("src", {0, 0, 10, 20}), dst = MakeSurface("dst", {0, 0, 10, 20});
-    const Bytes before = BytesOf(*dst);
+    const Bytes before = MemoryOf(dst.get());
     src->SetLockBits(nullptr);
     ClearCallLog();
     EXPECT_EQ(MixSurface(src.get(), dst.get()), 1);
     EXPECT_EQ(MixKtvSurface(src.get(), dst.get(), 1.0), 1);
     EXPECT_TRUE(lytest::LocksBalanced());
-    EXPECT_TRUE(lytest::SameBytes(before, BytesOf(*dst)));
+    EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(dst.get())));
     src->SetLockBits(std::nullopt);
     dst->SetLockBits(nullptr);
     EXPECT_EQ(UnshapedSurface(dst.get()), 1);
     EXPECT_EQ(FadeSurface(dst.get(), 0.0f, nullptr), 1);
     EXPECT_TRUE(lytest::LocksBalanced());
     dst->SetLockBits(std::nullopt);
-    EXPECT_TRUE(lytest::SameBytes(before, BytesOf(*dst)));
+    EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(dst.get())));
 }
 
 // ------------------------------------------------------------ play mix
@@ -544,13 +544,13 @@ TEST(SurfaceMixPlay, RevealMixesTheLeftPartOfTheSourceRoundedHalfUp) {
         SCOPED_TRACE(std::to_string(c.width) + " at " + std::to_string(c.reveal));
         Surface src = MakeSurface("src", {0, 0, c.width, 17});
         Surface dst = MakeSurface("dst", {0, 0, c.width, 17}, 4);
-        Bytes srcBytes = BytesOf(*src);
-        Bytes expected = BytesOf(*dst);
+        Bytes srcBytes = MemoryOf(src.get());
+        Bytes expected = MemoryOf(dst.get());
         LyPixelUtils::MixColor(srcBytes.data(), src->Pitch(), expected.data(), dst->Pitch(), c.columns, 17);
         ClearCallLog();
         EXPECT_EQ(MixKtvSurface(src.get(), dst.get(), c.reveal), c.columns > 0 ? 1 : 0);
         EXPECT_EQ(c.columns == 0, lytest::NothingLocked());
-        EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*dst)));
+        EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
     }
 }
 
@@ -558,8 +558,8 @@ TEST(SurfaceMixPlay, ClipsNarrowBothSidesAndTheAffectedAreaIsTheOverlap) {
     const RECT srcPlaced{0, 0, 40, 20}, dstPlaced{5, 2, 35, 17};
     Surface src = MakeSurface("src", srcPlaced, 8);
     Surface dst = MakeSurface("dst", dstPlaced, 4);
-    Bytes srcBytes = BytesOf(*src);
-    const Bytes before = BytesOf(*dst);
+    Bytes srcBytes = MemoryOf(src.get());
+    const Bytes before = MemoryOf(dst.get());
     CRect sourceClip(2, 3, 100, 12), destinationClip(-50, 0, 20, 100);
     CRect affected(-1, -1, -1, -1);
     // 0.75 of 40 columns is 30: the source part is (0, 0, 30, 20), clipped
@@ -573,8 +573,8 @@ TEST(SurfaceMixPlay, ClipsNarrowBothSidesAndTheAffectedAreaIsTheOverlap) {
     Bytes expected = before;
     LyPixelUtils::MixColor(At(srcBytes, src->Pitch(), srcPlaced, area), src->Pitch(),
                            At(expected, dst->Pitch(), dstPlaced, area), dst->Pitch(), Width(area), Height(area));
-    EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*dst)));
-    EXPECT_TRUE(OutsideUnchanged(before, BytesOf(*dst), dst->Pitch(), dstPlaced, area));
+    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+    EXPECT_TRUE(OutsideUnchanged(before, MemoryOf(dst.get()), dst->Pitch(), dstPlaced, area));
 
     // A refusal leaves `affected` alone.
     CRect nothing(0, 0, 0, 0);
@@ -715,28 +715,28 @@ TEST(SurfaceMixPlay, FieldPathsMixWithTheRowStepDoubledOnTheFrameSide) {
     Surface frame = MakeSurface("frame", {2, 1, 13, 41}, 4);
     Surface field = MakeSurface("field", {0, 0, 9, 20}, 8);
     MakeField(*field, ScanMode_UpperFirst, Polarity_First);
-    Bytes frameBytes = BytesOf(*frame);
-    Bytes expected = BytesOf(*field);
+    Bytes frameBytes = MemoryOf(frame.get());
+    Bytes expected = MemoryOf(field.get());
     LyPixelUtils::MixColor(frameBytes.data() + frame->Pitch(), 2 * frame->Pitch(),
                            expected.data() + field->Pitch() + 2 * 4, field->Pitch(), 7, 19);
     ASSERT_EQ(MixKtvSurface(frame.get(), field.get(), 1.0), 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*field)));
+    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(field.get())));
 
     // And back: field rows 1 .. 19, columns 2 .. 8, onto frame rows 2, 4,
     // ... 38, which in the frame at (2, 1) are local rows 1, 3, ... 37.
-    frameBytes = BytesOf(*frame);
-    Bytes fieldBytes = BytesOf(*field);
+    frameBytes = MemoryOf(frame.get());
+    Bytes fieldBytes = MemoryOf(field.get());
     LyPixelUtils::MixColor(fieldBytes.data() + field->Pitch() + 2 * 4, field->Pitch(),
                            frameBytes.data() + frame->Pitch(), 2 * frame->Pitch(), 7, 19);
     ASSERT_EQ(MixKtvSurface(field.get(), frame.get(), 1.0), 1);
-    EXPECT_TRUE(lytest::SameBytes(frameBytes, BytesOf(*frame)));
+    EXPECT_TRUE(lytest::SameBytes(frameBytes, MemoryOf(frame.get())));
 }
 
 TEST(SurfaceMixPlay, FrameToFieldLockFailureLeavesNothingLocked) {
     Surface src = MakeSurface("src", {0, 0, 8, 8});
     Surface dst = MakeSurface("dst", {0, 0, 8, 4});
     MakeField(*dst, ScanMode_UpperFirst, Polarity_Second);
-    const Bytes before = BytesOf(*dst);
+    const Bytes before = MemoryOf(dst.get());
     CRect affected(7, 7, 7, 7);
 
     dst->SetLockBits(nullptr);
@@ -753,7 +753,7 @@ TEST(SurfaceMixPlay, FrameToFieldLockFailureLeavesNothingLocked) {
     EXPECT_EQ(src->LockDepth(), 0);
     EXPECT_EQ(dst->LockDepth(), 0);
     EXPECT_EQ(affected.left, 7);
-    EXPECT_TRUE(lytest::SameBytes(before, BytesOf(*dst)));
+    EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(dst.get())));
 
     // The field-to-frame path does not check its locks.
     Surface frame = MakeSurface("frame", {0, 0, 8, 8});
@@ -863,13 +863,13 @@ TEST(SurfaceMixArray, EmptyListClearsTheTargetAndStoresTheStartBounds) {
     planar->GetDescription(&d);
     d.pixelFormat = PixelFormat_YUV420Planar;
     planar->SetDescriptionOverride(d);
-    const Bytes before = BytesOf(*planar);
+    const Bytes before = MemoryOf(planar.get());
     std::vector<ILyVideoSurface*> none;
     CRect bounds;
     ClearCallLog();
     EXPECT_EQ(MixSurfaceArray(none, planar.get(), bounds), 1);
     EXPECT_EQ(CallLog(), (Log{"planar.GetDescription", "planar.Lock", "planar.Unlock"}));
-    EXPECT_TRUE(lytest::SameBytes(before, BytesOf(*planar)));
+    EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(planar.get())));
 }
 
 TEST(SurfaceMixArray, SourcesAreMixedInOrderOntoTheClearedTargetAndBoundsIsTheirUnion) {
@@ -878,8 +878,8 @@ TEST(SurfaceMixArray, SourcesAreMixedInOrderOntoTheClearedTargetAndBoundsIsTheir
     Surface sa = MakeSurface("a", a, 4), sb = MakeSurface("b", b), sc = MakeSurface("c", c, 12);
     Surface planar = MakeSurface("planar", {-50, 0, -40, 5}, 0, PixelFormat_UYVY422);  // refused, still bounded
     std::vector<ILyVideoSurface*> list = {sa.get(), nullptr, sb.get(), planar.get(), sc.get()};
-    Bytes bytesA = BytesOf(*sa), bytesB = BytesOf(*sb), bytesC = BytesOf(*sc);
-    Bytes expected = BytesOf(*target);
+    Bytes bytesA = MemoryOf(sa.get()), bytesB = MemoryOf(sb.get()), bytesC = MemoryOf(sc.get());
+    Bytes expected = MemoryOf(target.get());
     for (int y = 0; y < Height(t); ++y)
         std::memset(expected.data() + static_cast<ptrdiff_t>(target->Pitch()) * y, 0, 4 * Width(t));
     for (auto [bytes, placed, pitch] : {std::tuple{&bytesA, a, sa->Pitch()}, {&bytesB, b, sb->Pitch()},
@@ -890,7 +890,7 @@ TEST(SurfaceMixArray, SourcesAreMixedInOrderOntoTheClearedTargetAndBoundsIsTheir
     }
     CRect bounds;
     EXPECT_EQ(MixSurfaceArray(list, target.get(), bounds), 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*target)));
+    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(target.get())));
     EXPECT_EQ(bounds.left, -50);
     EXPECT_EQ(bounds.top, -2);
     EXPECT_EQ(bounds.right, 41);
@@ -940,12 +940,12 @@ TEST(SurfaceMixUnshape, ColourIsDividedByAlphaWithSpillAndClearPixelsKept) {
         for (size_t x = 0; x < pixels.size(); ++x)
             std::memcpy(s->Bits() + static_cast<ptrdiff_t>(s->Pitch()) * y + 4 * x, pixels[x].first.data(), 4);
     s->Memory().SetShaped(1);
-    Bytes expected = BytesOf(*s);
+    Bytes expected = MemoryOf(s.get());
     for (int y = 0; y < 2; ++y)
         for (size_t x = 0; x < pixels.size(); ++x)
             std::memcpy(expected.data() + static_cast<ptrdiff_t>(s->Pitch()) * y + 4 * x, pixels[x].second.data(), 4);
     EXPECT_EQ(UnshapedSurface(s.get()), 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, BytesOf(*s)));  // row padding included
+    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(s.get())));  // row padding included
     SLySurfaceDescription d{};
     s->GetDescription(&d);
     EXPECT_EQ(d.shaped, 0);
