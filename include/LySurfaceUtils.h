@@ -196,8 +196,9 @@ LYAVUTILS_API int OverlaySurface(ILyVideoSurface* source, ILyVideoSurface* desti
 // Calls: destination GetDescription, source GetDescription; destination
 // Lock, source Lock; source Unlock, destination Unlock. Returns 1 when done
 // and then stores the overlap in *affected when `affected` is given. Warning:
-// *affected is the overlap in the rows it was computed in, which for both
-// crossing paths are field rows (the field side's coordinates); for the
+// *affected is the overlap in the rows it was computed in (less any rows
+// dropped as above), which for both crossing paths are field rows (the field
+// side's coordinates); for the
 // field-to-frame path LyVideoUtils::FieldRectToFrameRect turns it into the
 // destination's frame rows. Returns 0 (affected untouched) for a null
 // surface, a reveal of 0 or less, an empty overlap, the format refusals
