@@ -198,9 +198,9 @@ LYAVUTILS_API int OverlaySurface(ILyVideoSurface* source, ILyVideoSurface* desti
 // and then stores the overlap in *affected when `affected` is given. Warning:
 // *affected is the overlap in the rows it was computed in (less any rows
 // dropped as above), which for both crossing paths are field rows (the field
-// side's coordinates); for the
-// field-to-frame path LyVideoUtils::FieldRectToFrameRect turns it into the
-// destination's frame rows. Returns 0 (affected untouched) for a null
+// side's coordinates); for the field-to-frame path
+// LyVideoUtils::FieldRectToFrameRect turns it into the destination's frame
+// rows. Returns 0 (affected untouched) for a null
 // surface, a reveal of 0 or less, an empty overlap, the format refusals
 // above or a failed lock check.
 LYAVUTILS_API int MixPlaySurface(ILyVideoSurface* source, CRect* sourceClip, ILyVideoSurface* destination,
