@@ -69,11 +69,11 @@ void Edge16RowScalar(const unsigned char* a, unsigned char* d, size_t from, size
 // Four pixels: 16-bit weights [wc wc wc w] per pixel, low pair and high pair.
 inline void ColourWeightsSse2(__m128i va, __m128i vb, unsigned w, __m128i& lo, __m128i& hi) {
     const __m128i wAll = _mm_set1_epi16(static_cast<short>(w));
-    const __m128i aA = _mm_srli_epi32(va, 24), bA = _mm_srli_epi32(vb, 24);
-    if (_mm_movemask_epi8(_mm_cmpeq_epi32(aA, bA)) == 0xFFFF) {
+    if ((_mm_movemask_epi8(_mm_cmpeq_epi8(va, vb)) & 0x8888) == 0x8888) {
         lo = hi = wAll;  // equal alphas mix by exactly w
         return;
     }
+    const __m128i aA = _mm_srli_epi32(va, 24), bA = _mm_srli_epi32(vb, 24);
     const __m128i shareA = _mm_mullo_epi16(aA, _mm_set1_epi32(static_cast<int>(128u - w)));
     const __m128i shareB = _mm_mullo_epi16(bA, _mm_set1_epi32(static_cast<int>(w)));
     const __m128i sum = _mm_add_epi32(shareA, shareB);
@@ -162,30 +162,38 @@ size_t Edge16RowSse2(const unsigned char* a, unsigned char* d, size_t n, unsigne
 // The same steps on eight pixels (sixteen samples); every operation stays
 // within its 128-bit lane, so the lane layout is the SSE2 one twice.
 
+// Weights 1..127 only (the row function copies for 0 and 128): blocks whose
+// two sides have equal alphas mix by exactly w, and with both weights within
+// a signed byte one multiply-add does a pair of channels.
 LY_TARGET_AVX2 size_t MixRowAvx2(const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n,
                                  unsigned w) {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i wAll = _mm256_set1_epi16(static_cast<short>(w));
     const __m256i w128 = _mm256_set1_epi16(128);
+    const __m256i bytePair = _mm256_set1_epi16(static_cast<short>((w << 8) | (128u - w)));
     const __m256i alphaLanes = _mm256_set_epi16(-1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0);
     size_t x = 0;
     for (; x + 8 <= n; x += 8) {
         const __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + 4 * x));
         const __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + 4 * x));
-        const __m256i aA = _mm256_srli_epi32(va, 24), bA = _mm256_srli_epi32(vb, 24);
-        __m256i wlo = wAll, whi = wAll;
-        if (_mm256_movemask_epi8(_mm256_cmpeq_epi32(aA, bA)) != -1) {
-            const __m256i shareA = _mm256_mullo_epi16(aA, _mm256_set1_epi32(static_cast<int>(128u - w)));
-            const __m256i shareB = _mm256_mullo_epi16(bA, _mm256_set1_epi32(static_cast<int>(w)));
-            const __m256i sum = _mm256_add_epi32(shareA, shareB);
-            const __m256 q = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_slli_epi32(shareB, 7)), _mm256_cvtepi32_ps(sum));
-            const __m256i isZero = _mm256_cmpeq_epi32(sum, zero);
-            const __m256i wc = _mm256_blendv_epi8(_mm256_cvttps_epi32(q), _mm256_set1_epi32(static_cast<int>(w)),
-                                                  isZero);
-            const __m256i wc2 = _mm256_or_si256(wc, _mm256_slli_epi32(wc, 16));
-            wlo = _mm256_blendv_epi8(_mm256_unpacklo_epi32(wc2, wc2), wAll, alphaLanes);
-            whi = _mm256_blendv_epi8(_mm256_unpackhi_epi32(wc2, wc2), wAll, alphaLanes);
+        const unsigned same = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(va, vb)));
+        if ((same & 0x88888888u) == 0x88888888u) {
+            const __m256i lo = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(va, vb), bytePair), 7);
+            const __m256i hi = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(va, vb), bytePair), 7);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 4 * x), _mm256_packus_epi16(lo, hi));
+            continue;
         }
+        const __m256i aA = _mm256_srli_epi32(va, 24), bA = _mm256_srli_epi32(vb, 24);
+        const __m256i shareA = _mm256_mullo_epi16(aA, _mm256_set1_epi32(static_cast<int>(128u - w)));
+        const __m256i shareB = _mm256_mullo_epi16(bA, _mm256_set1_epi32(static_cast<int>(w)));
+        const __m256i sum = _mm256_add_epi32(shareA, shareB);
+        const __m256 q = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_slli_epi32(shareB, 7)), _mm256_cvtepi32_ps(sum));
+        const __m256i isZero = _mm256_cmpeq_epi32(sum, zero);
+        const __m256i wc =
+            _mm256_blendv_epi8(_mm256_cvttps_epi32(q), _mm256_set1_epi32(static_cast<int>(w)), isZero);
+        const __m256i wc2 = _mm256_or_si256(wc, _mm256_slli_epi32(wc, 16));
+        const __m256i wlo = _mm256_blendv_epi8(_mm256_unpacklo_epi32(wc2, wc2), wAll, alphaLanes);
+        const __m256i whi = _mm256_blendv_epi8(_mm256_unpackhi_epi32(wc2, wc2), wAll, alphaLanes);
         const __m256i lo = _mm256_srli_epi16(
             _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(va, zero), _mm256_sub_epi16(w128, wlo)),
                              _mm256_mullo_epi16(_mm256_unpacklo_epi8(vb, zero), wlo)),
@@ -249,6 +257,12 @@ LY_TARGET_AVX2 size_t Edge16RowAvx2(const unsigned char* a, unsigned char* d, si
 // ------------------------------------------------------------ row functions
 
 void MixRow(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n, unsigned w) {
+    // The end weights give one side whole, alpha and colour (a divisor of 0
+    // falls back to w, which picks that same side).
+    if (w == 0 || w == 128) {
+        std::memmove(d, w == 0 ? a : b, 4 * n);
+        return;
+    }
     const size_t done = LY_WIDEST_FORM(isa, MixRowAvx2(a, b, d, n, w), MixRowSse2(a, b, d, n, w));
     MixRowScalar(a, b, d, done, n, w);
 }
