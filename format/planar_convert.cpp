@@ -55,6 +55,15 @@ void SplitAverageScalar(const unsigned char* a, const unsigned char* b, unsigned
     }
 }
 
+void SplitPairScalar(const unsigned char* a, const unsigned char* b, unsigned char* ya, unsigned char* yb,
+                     unsigned char* u, unsigned char* v, size_t from, size_t pairs) {
+    SplitAverageScalar(a, b, ya, u, v, from, pairs);
+    for (size_t p = from; p < pairs; ++p) {
+        yb[2 * p] = b[4 * p + 1];
+        yb[2 * p + 1] = b[4 * p + 3];
+    }
+}
+
 void LumaScalar(const unsigned char* s, unsigned char* y, size_t from, size_t pairs) {
     for (size_t p = from; p < pairs; ++p) {
         y[2 * p] = s[4 * p + 1];
@@ -62,10 +71,16 @@ void LumaScalar(const unsigned char* s, unsigned char* y, size_t from, size_t pa
     }
 }
 
-// (3 * near + far + 2) >> 2.
-void ThreeToOneScalar(const unsigned char* nearRow, const unsigned char* farRow, unsigned char* d, size_t from,
-                      size_t n) {
-    for (size_t i = from; i < n; ++i) d[i] = static_cast<unsigned char>((3 * nearRow[i] + farRow[i] + 2) >> 2);
+// Interleave with each chroma sample (3 * near + far + 2) >> 2.
+void InterleaveThreeToOneScalar(const unsigned char* y, const unsigned char* uNear, const unsigned char* uFar,
+                                const unsigned char* vNear, const unsigned char* vFar, unsigned char* d, size_t from,
+                                size_t pairs) {
+    for (size_t p = from; p < pairs; ++p) {
+        d[4 * p] = static_cast<unsigned char>((3 * uNear[p] + uFar[p] + 2) >> 2);
+        d[4 * p + 1] = y[2 * p];
+        d[4 * p + 2] = static_cast<unsigned char>((3 * vNear[p] + vFar[p] + 2) >> 2);
+        d[4 * p + 3] = y[2 * p + 1];
+    }
 }
 
 #if LY_X86
@@ -149,62 +164,205 @@ size_t LumaSse2(const unsigned char* s, unsigned char* y, size_t pairs) {
     return p;
 }
 
-size_t ThreeToOneSse2(const unsigned char* nearRow, const unsigned char* farRow, unsigned char* d, size_t n) {
-    const __m128i zero = _mm_setzero_si128(), two = _mm_set1_epi16(2);
+// (3a + b + 2) >> 2 as two rounding-up byte averages: with t the average of
+// a and b rounded down (the rounded-up one less the odd bit), the average of
+// a and t rounded up is exactly (3a + b + 2) >> 2 (for a + b odd both
+// candidates floor the same odd numerator).
+// 4:1:1 -> 4:2:2 chroma of pairs first .. first + n - 1 (first even), 16
+// columns a step while every column read lies inside the plane.
+size_t Upsample411Sse2(const unsigned char* c, int columns, bool filtered, size_t first, size_t n,
+                       unsigned char* out) {
+    const size_t limit = static_cast<size_t>(columns) - (filtered ? 1 : 0);
     size_t i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m128i a = Load(nearRow + i), b = Load(farRow + i);
-        const __m128i aLo = _mm_unpacklo_epi8(a, zero), aHi = _mm_unpackhi_epi8(a, zero);
-        const __m128i lo = _mm_add_epi16(_mm_add_epi16(aLo, _mm_add_epi16(aLo, aLo)),
-                                         _mm_add_epi16(_mm_unpacklo_epi8(b, zero), two));
-        const __m128i hi = _mm_add_epi16(_mm_add_epi16(aHi, _mm_add_epi16(aHi, aHi)),
-                                         _mm_add_epi16(_mm_unpackhi_epi8(b, zero), two));
-        Store(d + i, _mm_packus_epi16(_mm_srli_epi16(lo, 2), _mm_srli_epi16(hi, 2)));
+    for (; i + 32 <= n && (first + i) / 2 + 16 <= limit; i += 32) {
+        const unsigned char* k = c + (first + i) / 2;
+        const __m128i here = Load(k);
+        const __m128i odd = filtered ? _mm_avg_epu8(here, Load(k + 1)) : here;
+        Store(out + i, _mm_unpacklo_epi8(here, odd));
+        Store(out + i + 16, _mm_unpackhi_epi8(here, odd));
     }
     return i;
 }
 
+inline __m128i ThreeToOne16(__m128i a, __m128i b) {
+    const __m128i down = _mm_sub_epi8(_mm_avg_epu8(a, b), _mm_and_si128(_mm_xor_si128(a, b), _mm_set1_epi8(1)));
+    return _mm_avg_epu8(a, down);
+}
+
+size_t InterleaveThreeToOneSse2(const unsigned char* y, const unsigned char* uNear, const unsigned char* uFar,
+                                const unsigned char* vNear, const unsigned char* vFar, unsigned char* d,
+                                size_t pairs) {
+    size_t p = 0;
+    for (; p + 16 <= pairs; p += 16) {
+        const __m128i vu = ThreeToOne16(Load(uNear + p), Load(uFar + p));
+        const __m128i vv = ThreeToOne16(Load(vNear + p), Load(vFar + p));
+        const __m128i y0 = Load(y + 2 * p), y1 = Load(y + 2 * p + 16);
+        const __m128i uvLo = _mm_unpacklo_epi8(vu, vv), uvHi = _mm_unpackhi_epi8(vu, vv);
+        Store(d + 4 * p, _mm_unpacklo_epi8(uvLo, y0));
+        Store(d + 4 * p + 16, _mm_unpackhi_epi8(uvLo, y0));
+        Store(d + 4 * p + 32, _mm_unpacklo_epi8(uvHi, y1));
+        Store(d + 4 * p + 48, _mm_unpackhi_epi8(uvHi, y1));
+    }
+    return p;
+}
+
+// Luma of rows a and b, chroma their rounded-up average.
+size_t SplitPairSse2(const unsigned char* a, const unsigned char* b, unsigned char* ya, unsigned char* yb,
+                     unsigned char* u, unsigned char* v, size_t pairs) {
+    const __m128i low = _mm_set1_epi16(0xFF);
+    size_t p = 0;
+    for (; p + 16 <= pairs; p += 16) {
+        const unsigned char* ap = a + 4 * p;
+        const unsigned char* bp = b + 4 * p;
+        const __m128i a0 = Load(ap), a1 = Load(ap + 16), a2 = Load(ap + 32), a3 = Load(ap + 48);
+        const __m128i b0 = Load(bp), b1 = Load(bp + 16), b2 = Load(bp + 32), b3 = Load(bp + 48);
+        Store(ya + 2 * p, _mm_packus_epi16(_mm_srli_epi16(a0, 8), _mm_srli_epi16(a1, 8)));
+        Store(ya + 2 * p + 16, _mm_packus_epi16(_mm_srli_epi16(a2, 8), _mm_srli_epi16(a3, 8)));
+        Store(yb + 2 * p, _mm_packus_epi16(_mm_srli_epi16(b0, 8), _mm_srli_epi16(b1, 8)));
+        Store(yb + 2 * p + 16, _mm_packus_epi16(_mm_srli_epi16(b2, 8), _mm_srli_epi16(b3, 8)));
+        const __m128i uv0 = _mm_packus_epi16(_mm_and_si128(_mm_avg_epu8(a0, b0), low),
+                                             _mm_and_si128(_mm_avg_epu8(a1, b1), low));
+        const __m128i uv1 = _mm_packus_epi16(_mm_and_si128(_mm_avg_epu8(a2, b2), low),
+                                             _mm_and_si128(_mm_avg_epu8(a3, b3), low));
+        StoreChromaSse2(uv0, uv1, u + p, v + p);
+    }
+    return p;
+}
+
+#if LY_HAVE_AVX2_KERNELS
+
+// ------------------------------------------------------------ AVX2 forms (32 pairs a step)
+// Byte packs work within 128-bit lanes; one qword permute after each puts
+// the halves back in row order.
+
+LY_TARGET_AVX2 inline __m256i Load256(const unsigned char* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+LY_TARGET_AVX2 inline void Store256(unsigned char* p, __m256i v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+}
+LY_TARGET_AVX2 inline __m256i PackInOrder(__m256i a, __m256i b) {
+    return _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
+}
+LY_TARGET_AVX2 inline __m256i HighBytes(__m256i a, __m256i b) {
+    return PackInOrder(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8));
+}
+LY_TARGET_AVX2 inline __m256i LowBytes(__m256i a, __m256i b) {
+    const __m256i low = _mm256_set1_epi16(0xFF);
+    return PackInOrder(_mm256_and_si256(a, low), _mm256_and_si256(b, low));
+}
+LY_TARGET_AVX2 inline void StoreChromaAvx2(__m256i uv0, __m256i uv1, unsigned char* u, unsigned char* v) {
+    Store256(u, LowBytes(uv0, uv1));
+    Store256(v, HighBytes(uv0, uv1));
+}
+
+LY_TARGET_AVX2 size_t SplitAvx2(const unsigned char* s, unsigned char* y, unsigned char* u, unsigned char* v,
+                                size_t pairs) {
+    size_t p = 0;
+    for (; p + 32 <= pairs; p += 32) {
+        const unsigned char* q = s + 4 * p;
+        const __m256i a = Load256(q), b = Load256(q + 32), c = Load256(q + 64), e = Load256(q + 96);
+        Store256(y + 2 * p, HighBytes(a, b));
+        Store256(y + 2 * p + 32, HighBytes(c, e));
+        StoreChromaAvx2(LowBytes(a, b), LowBytes(c, e), u + p, v + p);
+    }
+    return p;
+}
+
+LY_TARGET_AVX2 size_t SplitAverageAvx2(const unsigned char* a, const unsigned char* b, unsigned char* y,
+                                       unsigned char* u, unsigned char* v, size_t pairs) {
+    size_t p = 0;
+    for (; p + 32 <= pairs; p += 32) {
+        const unsigned char* ap = a + 4 * p;
+        const unsigned char* bp = b + 4 * p;
+        const __m256i a0 = Load256(ap), a1 = Load256(ap + 32), a2 = Load256(ap + 64), a3 = Load256(ap + 96);
+        Store256(y + 2 * p, HighBytes(a0, a1));
+        Store256(y + 2 * p + 32, HighBytes(a2, a3));
+        const __m256i m0 = _mm256_avg_epu8(a0, Load256(bp)), m1 = _mm256_avg_epu8(a1, Load256(bp + 32));
+        const __m256i m2 = _mm256_avg_epu8(a2, Load256(bp + 64)), m3 = _mm256_avg_epu8(a3, Load256(bp + 96));
+        StoreChromaAvx2(LowBytes(m0, m1), LowBytes(m2, m3), u + p, v + p);
+    }
+    return p;
+}
+
+LY_TARGET_AVX2 size_t SplitPairAvx2(const unsigned char* a, const unsigned char* b, unsigned char* ya,
+                                    unsigned char* yb, unsigned char* u, unsigned char* v, size_t pairs) {
+    size_t p = 0;
+    for (; p + 32 <= pairs; p += 32) {
+        const unsigned char* ap = a + 4 * p;
+        const unsigned char* bp = b + 4 * p;
+        const __m256i a0 = Load256(ap), a1 = Load256(ap + 32), a2 = Load256(ap + 64), a3 = Load256(ap + 96);
+        const __m256i b0 = Load256(bp), b1 = Load256(bp + 32), b2 = Load256(bp + 64), b3 = Load256(bp + 96);
+        Store256(ya + 2 * p, HighBytes(a0, a1));
+        Store256(ya + 2 * p + 32, HighBytes(a2, a3));
+        Store256(yb + 2 * p, HighBytes(b0, b1));
+        Store256(yb + 2 * p + 32, HighBytes(b2, b3));
+        StoreChromaAvx2(LowBytes(_mm256_avg_epu8(a0, b0), _mm256_avg_epu8(a1, b1)),
+                        LowBytes(_mm256_avg_epu8(a2, b2), _mm256_avg_epu8(a3, b3)), u + p, v + p);
+    }
+    return p;
+}
+
+LY_TARGET_AVX2 size_t LumaAvx2(const unsigned char* s, unsigned char* y, size_t pairs) {
+    size_t p = 0;
+    for (; p + 32 <= pairs; p += 32) {
+        const unsigned char* q = s + 4 * p;
+        Store256(y + 2 * p, HighBytes(Load256(q), Load256(q + 32)));
+        Store256(y + 2 * p + 32, HighBytes(Load256(q + 64), Load256(q + 96)));
+    }
+    return p;
+}
+
+#endif  // LY_HAVE_AVX2_KERNELS
 #endif  // LY_X86
 
-// The vector forms pass through AVX2 at the SSE2 width: these kernels move
-// bytes and are bound by memory, and the 256-bit unpacks would need lane
-// fixes that cost what they save.
+// Packing into UYVY stays at the SSE2 width under AVX2: it only moves bytes,
+// and 256-bit unpacks would need lane fixes that cost what they save.
 void Interleave(Isa isa, const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* d,
                 size_t pairs) {
     const size_t done = LY_WIDEST_FORM(isa, InterleaveSse2(y, u, v, d, pairs), InterleaveSse2(y, u, v, d, pairs));
     InterleaveScalar(y, u, v, d, done, pairs);
 }
 
+void InterleaveThreeToOne(Isa isa, const unsigned char* y, const unsigned char* uNear, const unsigned char* uFar,
+                          const unsigned char* vNear, const unsigned char* vFar, unsigned char* d, size_t pairs) {
+    const size_t done = LY_WIDEST_FORM(isa, InterleaveThreeToOneSse2(y, uNear, uFar, vNear, vFar, d, pairs),
+                                       InterleaveThreeToOneSse2(y, uNear, uFar, vNear, vFar, d, pairs));
+    InterleaveThreeToOneScalar(y, uNear, uFar, vNear, vFar, d, done, pairs);
+}
+
 void Split(Isa isa, const unsigned char* s, unsigned char* y, unsigned char* u, unsigned char* v, size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, SplitSse2(s, y, u, v, pairs), SplitSse2(s, y, u, v, pairs));
+    const size_t done = LY_WIDEST_FORM(isa, SplitAvx2(s, y, u, v, pairs), SplitSse2(s, y, u, v, pairs));
     SplitScalar(s, y, u, v, done, pairs);
 }
 
 void SplitAverage(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* y, unsigned char* u,
                   unsigned char* v, size_t pairs) {
     const size_t done =
-        LY_WIDEST_FORM(isa, SplitAverageSse2(a, b, y, u, v, pairs), SplitAverageSse2(a, b, y, u, v, pairs));
+        LY_WIDEST_FORM(isa, SplitAverageAvx2(a, b, y, u, v, pairs), SplitAverageSse2(a, b, y, u, v, pairs));
     SplitAverageScalar(a, b, y, u, v, done, pairs);
 }
 
-void Luma(Isa isa, const unsigned char* s, unsigned char* y, size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, LumaSse2(s, y, pairs), LumaSse2(s, y, pairs));
-    LumaScalar(s, y, done, pairs);
+void SplitPair(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* ya, unsigned char* yb,
+               unsigned char* u, unsigned char* v, size_t pairs) {
+    const size_t done = LY_WIDEST_FORM(isa, SplitPairAvx2(a, b, ya, yb, u, v, pairs),
+                                       SplitPairSse2(a, b, ya, yb, u, v, pairs));
+    SplitPairScalar(a, b, ya, yb, u, v, done, pairs);
 }
 
-void ThreeToOne(Isa isa, const unsigned char* nearRow, const unsigned char* farRow, unsigned char* d, size_t n) {
-    const size_t done =
-        LY_WIDEST_FORM(isa, ThreeToOneSse2(nearRow, farRow, d, n), ThreeToOneSse2(nearRow, farRow, d, n));
-    ThreeToOneScalar(nearRow, farRow, d, done, n);
+void Luma(Isa isa, const unsigned char* s, unsigned char* y, size_t pairs) {
+    const size_t done = LY_WIDEST_FORM(isa, LumaAvx2(s, y, pairs), LumaSse2(s, y, pairs));
+    LumaScalar(s, y, done, pairs);
 }
 
 // ------------------------------------------------------------ per-format chroma rules
 
 // 4:1:1 -> 4:2:2 chroma of pairs first .. first + n - 1 (columns clamped to
-// 0 .. columns - 1).
-void Upsample411(const unsigned char* c, int columns, bool filtered, size_t first, size_t n, unsigned char* out) {
+// 0 .. columns - 1), from pair first + from on.
+void Upsample411Scalar(const unsigned char* c, int columns, bool filtered, size_t first, size_t from, size_t n,
+                       unsigned char* out) {
     const size_t last = static_cast<size_t>(columns) - 1;
-    for (size_t i = 0; i < n; ++i) {
+    for (size_t i = from; i < n; ++i) {
         const size_t pair = first + i;
         const size_t k = std::min(pair / 2, last);
         if (filtered && (pair & 1) != 0) {
@@ -216,18 +374,24 @@ void Upsample411(const unsigned char* c, int columns, bool filtered, size_t firs
     }
 }
 
-// 4:2:2 -> 4:1:1 from one UYVY row; `offset` is 0 for U, 2 for V.
+void Upsample411(Isa isa, const unsigned char* c, int columns, bool filtered, size_t first, size_t n,
+                 unsigned char* out) {
+    const size_t done = LY_WIDEST_FORM(isa, Upsample411Sse2(c, columns, filtered, first, n, out),
+                                       Upsample411Sse2(c, columns, filtered, first, n, out));
+    Upsample411Scalar(c, columns, filtered, first, done, n, out);
+}
+
+// 4:2:2 -> 4:1:1 from one UYVY row; `offset` is 0 for U, 2 for V. Pair 2k
+// + 1 always exists (columns = width / 4); pair -1 repeats pair 0.
 void Downsample411(const unsigned char* s, int offset, int columns, bool filtered, unsigned char* out) {
-    for (int k = 0; k < columns; ++k) {
-        const int centre = 2 * k;
-        if (!filtered) {
-            out[k] = s[4 * centre + offset];
-            continue;
-        }
-        const int left = centre > 0 ? centre - 1 : 0;
-        out[k] = static_cast<unsigned char>(
-            (s[4 * left + offset] + 2 * s[4 * centre + offset] + s[4 * (centre + 1) + offset] + 2) >> 2);
+    const unsigned char* p = s + offset;
+    if (!filtered) {
+        for (int k = 0; k < columns; ++k) out[k] = p[8 * k];
+        return;
     }
+    out[0] = static_cast<unsigned char>((3 * p[0] + p[4] + 2) >> 2);
+    for (int k = 1; k < columns; ++k)
+        out[k] = static_cast<unsigned char>((p[8 * k - 4] + 2 * p[8 * k] + p[8 * k + 4] + 2) >> 2);
 }
 
 bool ChromaSize(ELyPixelFormat format, int width, int height, int& columns, int& rows) {
@@ -280,21 +444,16 @@ int YUVPlanerToUYVY422(const unsigned char* yPlane, int yPitch, const unsigned c
             if (planarFormat == PixelFormat_YUV411Planar) {
                 for (size_t p0 = 0; p0 < pairs; p0 += kChunkPairs) {
                     const size_t n = std::min(kChunkPairs, pairs - p0);
-                    Upsample411(uNear, columns, filtered, p0, n, uChunk);
-                    Upsample411(vNear, columns, filtered, p0, n, vChunk);
+                    Upsample411(isa, uNear, columns, filtered, p0, n, uChunk);
+                    Upsample411(isa, vNear, columns, filtered, p0, n, vChunk);
                     Interleave(isa, y + 2 * p0, uChunk, vChunk, d + 4 * p0, n);
                 }
-                Upsample411(uNear, columns, filtered, pairs, 1, &oddU);
-                Upsample411(vNear, columns, filtered, pairs, 1, &oddV);
+                Upsample411Scalar(uNear, columns, filtered, pairs, 0, 1, &oddU);
+                Upsample411Scalar(vNear, columns, filtered, pairs, 0, 1, &oddV);
             } else if (planarFormat == PixelFormat_YUV420Planar && filtered) {
                 const unsigned char* uFar = ly::RowAt(uPlane, uPitch, farRow);
                 const unsigned char* vFar = ly::RowAt(vPlane, vPitch, farRow);
-                for (size_t p0 = 0; p0 < pairs; p0 += kChunkPairs) {
-                    const size_t n = std::min(kChunkPairs, pairs - p0);
-                    ThreeToOne(isa, uNear + p0, uFar + p0, uChunk, n);
-                    ThreeToOne(isa, vNear + p0, vFar + p0, vChunk, n);
-                    Interleave(isa, y + 2 * p0, uChunk, vChunk, d + 4 * p0, n);
-                }
+                InterleaveThreeToOne(isa, y, uNear, uFar, vNear, vFar, d, pairs);
                 const size_t c = static_cast<size_t>(columns) - 1;
                 oddU = static_cast<unsigned char>((3 * uNear[c] + uFar[c] + 2) >> 2);
                 oddV = static_cast<unsigned char>((3 * vNear[c] + vFar[c] + 2) >> 2);
@@ -341,10 +500,22 @@ int UYVY422ToYUVPlaner(const unsigned char* source, int sourcePitch, unsigned ch
                 if ((r & 1) == 0 && r / 2 < chromaRows) {
                     unsigned char* u = ly::RowAt(uPlane, uPitch, r / 2);
                     unsigned char* v = ly::RowAt(vPlane, vPitch, r / 2);
-                    if (filtered)
-                        SplitAverage(isa, s, ly::RowAt(source, sourcePitch, r + 1), y, u, v, pairs);
-                    else
+                    const unsigned char* below = ly::RowAt(source, sourcePitch, r + 1);
+                    if (!filtered) {
                         Split(isa, s, y, u, v, pairs);
+                    } else if (r + 1 < first + rows) {
+                        // Both rows in this band: one pass over the two.
+                        unsigned char* yBelow = ly::RowAt(yPlane, yPitch, r + 1);
+                        SplitPair(isa, s, below, y, yBelow, u, v, pairs);
+                        if (oddPixel) {
+                            y[2 * pairs] = s[4 * pairs + 1];
+                            yBelow[2 * pairs] = below[4 * pairs + 1];
+                        }
+                        ++r;
+                        continue;
+                    } else {
+                        SplitAverage(isa, s, below, y, u, v, pairs);
+                    }
                 } else {
                     Luma(isa, s, y, pairs);
                 }
