@@ -1,3 +1,4 @@
+// LY_TEST_LABELS: threading
 // Planar <-> UYVY converters: paths agree, round trips, 4:2:0 siting, odd
 // sizes, contiguous buffers, ffmpeg as an oracle for 4:2:2, refusals.
 
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include "LyFormatUtils.h"
+#include "LyPixelUtils.h"
 #include "LyVideoUtils.h"
 #include "test_support.h"
 
@@ -343,6 +345,33 @@ TEST(PlanarConvertOracle, MatchesFfmpegOnFourTwoTwo) {
         ASSERT_EQ(1, UYVY422ToYUVPlaner(oracle.data(), kWidth * 2, y2, kWidth, u2, kWidth / 2, v2, kWidth / 2, kWidth,
                                         kHeight, PixelFormat_YUV422Planar, mode));
         EXPECT_TRUE(lytest::SameBytes(oracleBack, planes));
+    }
+}
+
+// ------------------------------------------------------------ concurrent callers
+
+// Two host threads, each splitting its frame into bands on the one pool: a
+// filtered 4:2:0 frame packed to UYVY, and a picture rolled by a fraction.
+TEST(PlanarConvertThreads, ConcurrentCallersMatchSolo) {
+    constexpr int kWidth = 61, kHeight = 37;
+    Planar planes(PixelFormat_YUV420Planar, kWidth, kHeight, 1);
+    planes.y.FillRandom();
+    planes.u.FillRandom();
+    planes.v.FillRandom();
+    TestImage uyvy(kWidth, kHeight, 2, 3), picture(kWidth, kHeight + 1, 4, 5), rolled(kWidth, kHeight, 4, 7);
+    picture.FillRandomWithExtremes();
+    const auto pack = [&](TestImage& d) {
+        YUVPlanerToUYVY422(planes.y.data(), planes.y.pitch(), planes.u.data(), planes.u.pitch(), planes.v.data(),
+                           planes.v.pitch(), d.data(), d.pitch(), kWidth, kHeight, PixelFormat_YUV420Planar,
+                           ChromaMode_Filtered);
+    };
+    const auto roll = [&](TestImage& d) {
+        LyPixelUtils::DoSubPixel_Y_TwoLine_Image(picture.data(), picture.pitch(), d.data(), d.pitch(), kWidth,
+                                                 kHeight, 77);
+    };
+    for (int pool : {4, 16}) {
+        lytest::ScopedPoolThreads scopedPool(pool);
+        lytest::ExpectConcurrentCallersMatchSolo(uyvy, pack, rolled, roll);
     }
 }
 
