@@ -1,12 +1,13 @@
 // Planar 4:2:2, 4:2:0 and 4:1:1 <-> packed UYVY 4:2:2, 8 bits.
 //
 // Every row is built the same way: the chroma of the UYVY row (one U and V per
-// pixel pair) is either a planar row as it is (4:2:2, nearest 4:2:0) or made
-// from planar rows a chunk at a time on the stack (filtered 4:2:0, 4:1:1), and
-// then one interleave kernel packs Y, U and V. The other direction splits a
-// UYVY row into its planes, averaging two rows' chroma on the way for
-// filtered 4:2:0; 4:1:1 chroma is thinned from the UYVY row directly (a
-// quarter of the samples, by the scalar rule on every instruction set).
+// pixel pair) is either a planar row as it is (4:2:2, nearest 4:2:0), two
+// planar rows weighted 3:1 on the fly (filtered 4:2:0), or made a chunk at a
+// time on the stack (4:1:1); one interleave kernel then packs Y, U and V. The
+// other direction splits a UYVY row into its planes, averaging two rows'
+// chroma on the way for filtered 4:2:0 (both rows in one pass when the band
+// holds both); 4:1:1 chroma is thinned from the UYVY row directly (a quarter
+// of the samples, by the scalar rule on every instruction set).
 // Whole groups of pairs go through the widest vector form; the scalar form
 // finishes the row, so every form gives the same bytes.
 
@@ -313,20 +314,56 @@ LY_TARGET_AVX2 size_t LumaAvx2(const unsigned char* s, unsigned char* y, size_t 
     return p;
 }
 
+// Packs 32 pairs: the in-lane unpacks leave the halves crossed, and one
+// 128-bit permute per register straightens them.
+LY_TARGET_AVX2 inline void Interleave32Avx2(__m256i vu, __m256i vv, const unsigned char* y, unsigned char* d) {
+    const __m256i uvLo = _mm256_unpacklo_epi8(vu, vv), uvHi = _mm256_unpackhi_epi8(vu, vv);
+    const __m256i first = _mm256_permute2x128_si256(uvLo, uvHi, 0x20);   // pairs 0-7 | 8-15
+    const __m256i second = _mm256_permute2x128_si256(uvLo, uvHi, 0x31);  // pairs 16-23 | 24-31
+    const __m256i y0 = Load256(y), y1 = Load256(y + 32);
+    const __m256i o0 = _mm256_unpacklo_epi8(first, y0), o1 = _mm256_unpackhi_epi8(first, y0);
+    const __m256i o2 = _mm256_unpacklo_epi8(second, y1), o3 = _mm256_unpackhi_epi8(second, y1);
+    Store256(d, _mm256_permute2x128_si256(o0, o1, 0x20));
+    Store256(d + 32, _mm256_permute2x128_si256(o0, o1, 0x31));
+    Store256(d + 64, _mm256_permute2x128_si256(o2, o3, 0x20));
+    Store256(d + 96, _mm256_permute2x128_si256(o2, o3, 0x31));
+}
+
+LY_TARGET_AVX2 size_t InterleaveAvx2(const unsigned char* y, const unsigned char* u, const unsigned char* v,
+                                     unsigned char* d, size_t pairs) {
+    size_t p = 0;
+    for (; p + 32 <= pairs; p += 32) Interleave32Avx2(Load256(u + p), Load256(v + p), y + 2 * p, d + 4 * p);
+    return p;
+}
+
+LY_TARGET_AVX2 inline __m256i ThreeToOne32(__m256i a, __m256i b) {
+    const __m256i down =
+        _mm256_sub_epi8(_mm256_avg_epu8(a, b), _mm256_and_si256(_mm256_xor_si256(a, b), _mm256_set1_epi8(1)));
+    return _mm256_avg_epu8(a, down);
+}
+
+LY_TARGET_AVX2 size_t InterleaveThreeToOneAvx2(const unsigned char* y, const unsigned char* uNear,
+                                               const unsigned char* uFar, const unsigned char* vNear,
+                                               const unsigned char* vFar, unsigned char* d, size_t pairs) {
+    size_t p = 0;
+    for (; p + 32 <= pairs; p += 32)
+        Interleave32Avx2(ThreeToOne32(Load256(uNear + p), Load256(uFar + p)),
+                         ThreeToOne32(Load256(vNear + p), Load256(vFar + p)), y + 2 * p, d + 4 * p);
+    return p;
+}
+
 #endif  // LY_HAVE_AVX2_KERNELS
 #endif  // LY_X86
 
-// Packing into UYVY stays at the SSE2 width under AVX2: it only moves bytes,
-// and 256-bit unpacks would need lane fixes that cost what they save.
 void Interleave(Isa isa, const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* d,
                 size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, InterleaveSse2(y, u, v, d, pairs), InterleaveSse2(y, u, v, d, pairs));
+    const size_t done = LY_WIDEST_FORM(isa, InterleaveAvx2(y, u, v, d, pairs), InterleaveSse2(y, u, v, d, pairs));
     InterleaveScalar(y, u, v, d, done, pairs);
 }
 
 void InterleaveThreeToOne(Isa isa, const unsigned char* y, const unsigned char* uNear, const unsigned char* uFar,
                           const unsigned char* vNear, const unsigned char* vFar, unsigned char* d, size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, InterleaveThreeToOneSse2(y, uNear, uFar, vNear, vFar, d, pairs),
+    const size_t done = LY_WIDEST_FORM(isa, InterleaveThreeToOneAvx2(y, uNear, uFar, vNear, vFar, d, pairs),
                                        InterleaveThreeToOneSse2(y, uNear, uFar, vNear, vFar, d, pairs));
     InterleaveThreeToOneScalar(y, uNear, uFar, vNear, vFar, d, done, pairs);
 }
