@@ -105,6 +105,14 @@ enum ELyBlendingMode : int {
     BlendingMode_AverageWithRowBelowNoEdge = 3,
 };
 
+// How the planar converters resample chroma between the planar formats and
+// 4:2:2 (LyFormatUtils::YUVPlanerToUYVY422 / UYVY422ToYUVPlaner describe the
+// exact rules and the siting).
+enum ELyChromaMode : int {
+    ChromaMode_Nearest = 0,   // drop samples going down, repeat them going up
+    ChromaMode_Filtered = 1,  // average going down, interpolate going up
+};
+
 // ------------------------------------------------------------ video timing and geometry
 
 enum ELyFrameRate : int {

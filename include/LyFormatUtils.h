@@ -124,6 +124,82 @@ LYAVUTILS_API int VUYA4444ToYUYVA422(const unsigned char* source, int sourcePitc
                                      int destinationPitch, unsigned char* alphaDestination, int alphaPitch,
                                      unsigned char depth, int width, int height);
 
+// ------------------------------------------------------------ planar converters
+//
+// Between the 8-bit planar formats PixelFormat_YUV422Planar, _YUV420Planar and
+// _YUV411Planar and 8-bit PixelFormat_UYVY422 (U, Y0, V, Y1 per pixel pair).
+// Each plane has its own pointer and pitch (any sign), so separate decoder
+// planes and one contiguous buffer both work. For a contiguous buffer:
+//     tagSIZE ys, us, vs;
+//     LyVideoUtils::GetYUVWidthHeight(format, width, height, ys, us, vs);
+//     unsigned char *y, *u, *v;
+//     LyVideoUtils::GetYUVPlanerBuffer(buffer, ys, us, vs, &y, &u, &v);
+//     // pitches ys.cx, us.cx, vs.cx (lines end to end), or with
+//     // GetYUVPlanerBufferWithPitch: ((cx + 15) >> 4) * 16 for each plane
+// `width` and `height` are the luma (and UYVY) size in pixels. The chroma
+// planes have exactly the sizes GetYUVWidthHeight gives: width / 2 columns
+// (width / 4 for 4:1:1) and full height (height / 2 rows for 4:2:0), so an
+// odd width, or a 4:1:1 width that is not a multiple of 4, has pixels on the
+// right without a chroma column of their own, and an odd 4:2:0 height a last
+// row without a chroma row of its own: those pixels take the chroma of the
+// last column / row (edge repeat) going to UYVY, and add nothing to the planes
+// coming back.
+//
+// Siting, as the formats are used in broadcast practice:
+//  * UYVY 4:2:2, 4:2:2 planar and 4:1:1 planar: chroma co-sited with the
+//    first (even / every fourth) luma sample of its group.
+//  * 4:2:0: horizontally co-sited with even luma columns, as 4:2:2 is (the
+//    MPEG-2 / H.264 default), and vertically half-way between luma rows 2j
+//    and 2j + 1. Because both sides are co-sited horizontally, the 4:2:0
+//    converters never filter across columns: they only resample rows, so a
+//    4:2:0 chroma column passes to the UYVY column above it unchanged in
+//    horizontal position.
+//
+// Rules per format; chroma means U and V alike, c[k] the planar sample, p the
+// UYVY pair chroma. Indices outside a plane are clamped to its first or last
+// sample (edge repeat). Nearest and filtered differ only where the sampling
+// differs, so 4:2:2 planar <-> UYVY is a plain repacking in both modes.
+//   planar -> UYVY (pair n at luma column 2n, row y):
+//    4:2:2     p = c[n]
+//    4:1:1     nearest  p = c[n / 2]
+//              filtered p = c[n / 2] for even n, (c[k] + c[k + 1] + 1) >> 1
+//                       for odd n (k = n / 2: the pair half-way between)
+//    4:2:0     nearest  row y takes chroma row y / 2
+//              filtered row y takes (3 * near + far + 2) >> 2, near = row
+//                       y / 2, far = the chroma row on y's other side (row
+//                       y / 2 - 1 for even y, y / 2 + 1 for odd y): the 3:1
+//                       weights of a chroma row a quarter of a row away.
+//   UYVY -> planar:
+//    4:2:2     c[k] = p of pair k
+//    4:1:1     nearest  c[k] = p of pair 2k
+//              filtered c[k] = (p[2k - 1] + 2 * p[2k] + p[2k + 1] + 2) >> 2
+//                       (centred on pair 2k, so the siting stays put)
+//    4:2:0     nearest  chroma row j = the chroma of UYVY row 2j
+//              filtered chroma row j = (row 2j + row 2j + 1 + 1) >> 1
+// Luma is always copied unchanged. So UYVY -> planar -> UYVY gives the
+// UYVY image back exactly for 4:2:2, and planar -> UYVY -> planar gives the
+// planes back exactly for 4:2:2 (both modes) and for nearest 4:1:1 and 4:2:0.
+// An odd last UYVY pixel is two bytes, its U and Y (as VUYA4444ToUYVY422
+// writes them): going to UYVY it gets the U of the pair it would start, going
+// to planar its U is not used.
+//
+// Returns 1 when done, 0 when refused with nothing written: a null plane or
+// image pointer, width or height below 1, a planar format other than the
+// three, a mode other than the two, or an image whose chroma planes would be
+// empty (width below 2, below 4 for 4:1:1, or a 4:2:0 height below 2).
+// Planes must not overlap one another or the image. Results do not depend
+// on the instruction set or the pool size; rows are split into bands on the
+// library's thread pool (4:2:0 chroma rows are written by the band holding
+// their top luma row).
+LYAVUTILS_API int YUVPlanerToUYVY422(const unsigned char* yPlane, int yPitch, const unsigned char* uPlane,
+                                     int uPitch, const unsigned char* vPlane, int vPitch, unsigned char* destination,
+                                     int destinationPitch, int width, int height, ELyPixelFormat planarFormat,
+                                     ELyChromaMode mode);
+
+LYAVUTILS_API int UYVY422ToYUVPlaner(const unsigned char* source, int sourcePitch, unsigned char* yPlane, int yPitch,
+                                     unsigned char* uPlane, int uPitch, unsigned char* vPlane, int vPitch, int width,
+                                     int height, ELyPixelFormat planarFormat, ELyChromaMode mode);
+
 }  // namespace LyFormatUtils
 
 #endif

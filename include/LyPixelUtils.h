@@ -567,6 +567,82 @@ LYAVUTILS_API void BlendingImages(const unsigned char* image, int imagePitch, EL
 LYAVUTILS_API void ConvertFloatImage(const float* source, int sourcePitch, unsigned char* output, int outputPitch,
                                      ELyPixelFormat format, unsigned char depth, int width, int height);
 
+// ============================================================ sub-pixel shifts
+// Crawls and rolls move by whole pixels with pointer offsets; these place the
+// picture between two whole positions so the motion is smooth. The weight w
+// (0..128) is the fraction of a pixel in 128ths: destination pixel x takes
+// the source at position x + w / 128, i.e. from source pixels x and x + 1
+// (rows y and y + 1 for the Y forms). The content therefore moves left (up)
+// by w / 128 of a pixel: w = 0 is a plain copy and w = 128 a plain copy from
+// one pixel further on. A leftward crawl raises w as time goes on and steps
+// the source pointer by one pixel when w wraps.
+//
+// 32-bit pixels (B, G, R, A or V, U, Y, A; straight alpha). With a the pixel
+// at x (alpha aA) and b the one after it (alpha bA):
+//     alpha  = (aA * (128 - w) + bA * w) >> 7
+//     weight = floor(128 * bA * w / (aA * (128 - w) + bA * w)), or w when
+//              that divisor is 0
+//     colour = (a_c * (128 - weight) + b_c * weight) >> 7 for each of the
+//              three colour bytes
+// The colour weight is each side's share of the alpha, not the plain w:
+// straight colour is what the pixel looks like where it is opaque, and a
+// transparent pixel's colour (often black) does not show at all. Mixing the
+// colours by w alone would pull an opaque white title edge towards the
+// black of the transparent pixels beside it, and the moving edge would gain
+// a dark fringe; with the alpha share, an edge pixel keeps the title's own
+// colour and only its alpha falls. Two pixels of equal alpha mix by exactly
+// w, so opaque pictures and flat areas are a plain 7-bit blend, a constant
+// image stays constant and a monotonic ramp stays monotonic.
+// An edge pixel, one with no source pixel after it, is mixed with a
+// transparent pixel of its own colour: its colour is kept and its alpha
+// becomes (aA * (128 - w)) >> 7.
+//
+// 16-bit alpha planes (alpha x 16 per sample): (s0 * (128 - w) + s1 * w) >> 7
+// on the full 16-bit range, s1 the sample after s0 (below it for the Y
+// forms); an edge sample becomes (s0 * (128 - w)) >> 7.
+//
+// All forms do nothing for a null pointer, a width (or height) below 1 or a
+// weight outside 0..128, and write only the destination's own pixels. Results
+// are the same on every instruction set and pool size.
+
+// One row of `width` 32-bit pixels: reads width + 1 source pixels (the pixel
+// after the row must exist, as it does inside a long crawl picture). The
+// destination may be the source itself; otherwise they must not overlap.
+LYAVUTILS_API void DoSubPixel_X_OneLine(const unsigned char* source, unsigned char* destination, int width,
+                                        int weight);
+
+// The same row where the source ends with the row: reads exactly `width`
+// source pixels; the last destination pixel is an edge pixel (see above),
+// the others are as DoSubPixel_X_OneLine gives them.
+LYAVUTILS_API void DoSubPixel_X_LastPixel(const unsigned char* source, unsigned char* destination, int width,
+                                          int weight);
+
+// One row of `width` 32-bit pixels whose next source row lies outside the
+// picture (the last row of a roll): every pixel is an edge pixel. The
+// destination may be the source itself.
+LYAVUTILS_API void DoSubPixel_Y_OneLine_Image(const unsigned char* source, unsigned char* destination, int width,
+                                              int weight);
+
+// `height` destination rows of 32-bit pixels, row y from source rows y and
+// y + 1: reads height + 1 source rows (finish a picture's last row with
+// DoSubPixel_Y_OneLine_Image). Split into bands on the thread pool. The
+// source and destination must not overlap.
+LYAVUTILS_API void DoSubPixel_Y_TwoLine_Image(const unsigned char* source, int sourcePitch, unsigned char* destination,
+                                              int destinationPitch, int width, int height, int weight);
+
+// One row of `width` 16-bit alpha samples, each an edge sample. `source` and
+// `destination` point at the rows' first bytes (no alignment needed); the
+// destination may be the source itself.
+LYAVUTILS_API void DoSubPixel_Y_OneLine_16Alpha(const unsigned char* source, unsigned char* destination, int width,
+                                                int weight);
+
+// `height` rows of `width` 16-bit alpha samples, row y from source rows y and
+// y + 1 (height + 1 source rows read). Split into bands on the thread pool.
+// The source and destination must not overlap.
+LYAVUTILS_API void DoSubPixel_Y_TwoLine_16Alpha(const unsigned char* source, int sourcePitch,
+                                                unsigned char* destination, int destinationPitch, int width,
+                                                int height, int weight);
+
 }  // namespace LyPixelUtils
 
 #endif
