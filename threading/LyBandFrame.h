@@ -21,6 +21,7 @@
 // runs on a record that has gone.
 
 #include <atomic>
+#include <exception>
 #include <type_traits>
 
 namespace ly {
@@ -45,12 +46,14 @@ struct SLyBandSplit {
 // when threads < 2 or height < 16, else `threads` bands. Returns the count.
 int ComputeBands(int height, int threads, SLyBandSplit out[kMaxBands]);
 
-// One band's job record.
-struct SLyBandJob {
+// One band's job record, on a cache line of its own: workers write their
+// records' `done` while the others still read theirs.
+struct alignas(64) SLyBandJob {
     void (*run)(void* context, int firstRow, int rows);
     void* context;
     int firstRow;
     int rows;
+    std::exception_ptr error;  // what the band threw, if anything
     std::atomic<bool> done{false};
 };
 
