@@ -239,6 +239,26 @@ TEST(ThreadPool, JobExceptionsComeOutOfTheCallersWaitAtEveryPoolSize) {
     }
 }
 
+// Workers that find their job already taken by another (woken late, or
+// beaten by one still watching for work) go back to waiting; none may be lost.
+TEST(ThreadPool, EveryWorkerStillTakesJobsAfterManyDispatches) {
+    for (int size : {2, 4}) {
+        lytest::ScopedPoolThreads pool(size);
+        std::atomic<int> counter{0};
+        for (int round = 0; round < 500; ++round) {
+            for (int i = 0; i < size; ++i) LyThreadPool::Run(&Increment, &counter);
+            LyThreadPool::Wait();
+            if (round % 50 == 0) std::this_thread::sleep_for(1ms);  // let the workers fall asleep
+        }
+        EXPECT_EQ(counter.load(), 500 * size);
+        Gate gate;  // one job per worker, all at once: hangs if a worker is gone
+        for (int i = 0; i < size; ++i) LyThreadPool::Run(&PassGate, &gate);
+        gate.AwaitWaiting(size);
+        gate.Open();
+        LyThreadPool::Wait();
+    }
+}
+
 TEST(ThreadPool, InlineJobOnAFullQueueThrowsFromWaitNotFromRun) {
     lytest::ScopedPoolThreads pool(4);
     Gate gate;

@@ -217,7 +217,10 @@ void CLyThreadPoolInstance::WorkerLoop(CLyWorkThreadPrivate* self) {
             }
             spin = Clock::now() - idleSince <= ly::kWorkerSpin;
         }
-        if (queuedJobs_ == 0) return;
+        if (queuedJobs_ == 0) {
+            if (stop_) return;
+            continue;  // a spinning worker took the job this one was woken for
+        }
         --queuedJobs_;
         workPending_.store(queuedJobs_ > 0 || stop_, std::memory_order_release);
         SLyUserJobQueue* q = group_.NextQueueWithJob();
