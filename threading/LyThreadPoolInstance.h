@@ -19,6 +19,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -41,8 +42,6 @@ constexpr std::chrono::microseconds kWorkerSpin{50};
 // processors, so that one worker ends up running two bands in a row.
 
 }  // namespace ly
-
-#include <exception>
 
 struct SLyJob {
     void (*function)(void*);
@@ -171,8 +170,9 @@ private:
     // the previous one already occupies a processor.
     CLyWorkThreadPrivate* WorkerToWake();
     static void Signal(CLyWorkThreadPrivate* worker);
-    // Counts a finished job of `q` (pool lock held, released on return) and
-    // tells the owner when it was the last one.
+    // Counts a finished job of `q` and tells the owner when it was the last
+    // one. Called and returns with the pool lock held; releases it around the
+    // signal.
     void FinishJob(std::unique_lock<std::mutex>& lk, SLyUserJobQueue* q, std::exception_ptr error);
 
     int threadCount_;
