@@ -15,6 +15,14 @@
 // when there is nothing to do, then lock, hand the sub-pictures to the pixel
 // routines and unlock, all on the calling thread. Lock results are trusted
 // unless a function says otherwise.
+//
+// Pool jobs of your own: a banded operation that uses the pool (16 rows or
+// more, two or more workers) queues its bands on the calling thread's one
+// pool queue (LyThreadPool.h) and waits for that whole queue. A thread with
+// LyThreadPool::Run jobs still pending therefore waits inside the operation
+// for them too (their exception comes out of the operation), and its own Wait
+// then returns at once. Call LyThreadPool::Wait before an image operation, or
+// submit your jobs from another thread.
 namespace LySurfaceUtils {
 
 // ============================================================ copy, clear, clone, convert

@@ -5,6 +5,15 @@
 
 #include "LyAVUtilsTypes.h"
 
+// ScaleImage4x8bits runs in bands on the library's thread pool.
+// Pool jobs of your own: a banded operation that uses the pool (16 rows or
+// more, two or more workers) queues its bands on the calling thread's one
+// pool queue (LyThreadPool.h) and waits for that whole queue. A thread with
+// LyThreadPool::Run jobs still pending therefore waits inside the operation
+// for them too (their exception comes out of the operation), and its own Wait
+// then returns at once. Call LyThreadPool::Wait before an image operation, or
+// submit your jobs from another thread.
+
 namespace LyVideoUtils {
 
 // ============================================================ buffer layout

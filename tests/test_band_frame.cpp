@@ -4,6 +4,7 @@
 // that every row is visited exactly once whatever the pool size and route.
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -157,4 +158,95 @@ TEST(BandFrame, ConcurrentCallersGetTheirOwnBands) {
     }
     for (auto& t : callers) t.join();
     EXPECT_EQ(failures.load(), 0);
+}
+
+// A band that throws ends only itself: every other band still runs, and the
+// first band's exception (in band order) reaches the caller once all are done.
+TEST(BandFrame, ThrowingBandsFinishTheFrameAndTheFirstIsRethrown) {
+    for (int t : lytest::PoolSizes()) {
+        lytest::ScopedPoolThreads pool(t);
+        for (auto route : {ly::PoolRoute::Internal, ly::PoolRoute::Exported}) {
+            const int h = 64;
+            std::vector<std::atomic<int>> hits(h);
+            try {
+                ly::ParallelRows(route, h, [&](int first, int rows) {
+                    for (int r = first; r < first + rows; ++r) hits[r]++;
+                    if (first == 0 || first + rows == h) throw first;  // the first and the last band
+                });
+                ADD_FAILURE() << "no exception, T " << t;
+            } catch (int first) {
+                EXPECT_EQ(first, 0) << "T " << t;
+            }
+            for (int r = 0; r < h; ++r) ASSERT_EQ(hits[r].load(), 1) << "T " << t << " row " << r;
+            // The pool is whole afterwards.
+            std::atomic<int> rows{0};
+            ly::ParallelRows(route, h, [&](int, int n) { rows += n; });
+            EXPECT_EQ(rows.load(), h);
+        }
+    }
+}
+
+// A caller's queue is one queue: an operation on a thread with its own
+// pending job waits for that job too, and consumes it, so the thread's own
+// Wait afterwards has nothing left to wait for.
+TEST(BandFrame, OperationWaitsForTheCallersOwnPendingJob) {
+    lytest::ScopedPoolThreads pool(4);
+    struct HostJob {
+        std::atomic<bool> release{false}, finished{false};
+    } job;
+    LyThreadPool::Run(
+        [](void* p) {
+            auto* j = static_cast<HostJob*>(p);
+            while (!j->release.load()) std::this_thread::yield();
+            j->finished = true;
+        },
+        &job);
+    std::atomic<int> bandsDone{0};
+    // Releases the host's job only once every band has run: if the operation
+    // returned before the job finished, `finished` would still be false.
+    std::thread releaser([&] {
+        while (bandsDone.load() != 4) std::this_thread::yield();
+        job.release = true;
+    });
+    ly::ParallelRows(ly::PoolRoute::Internal, 64, [&](int, int) { bandsDone++; });
+    EXPECT_TRUE(job.finished.load()) << "the operation's Wait covered the host's own job";
+    EXPECT_EQ(CLyThreadPoolInstance::Instance()->MappedQueueCount(), 0u) << "and ended the host's queue";
+    LyThreadPool::Wait();  // returns at once: nothing of this thread is queued
+    releaser.join();
+
+    // An exception of the host's own job comes out of the operation.
+    LyThreadPool::Run([](void*) { throw 5; }, nullptr);
+    std::atomic<int> rows{0};
+    EXPECT_THROW(ly::ParallelRows(ly::PoolRoute::Internal, 64, [&](int, int n) { rows += n; }), int);
+    EXPECT_EQ(rows.load(), 64);
+    EXPECT_NO_THROW(LyThreadPool::Wait());
+}
+
+// When the pool's Wait gives up (its cap, shortened here through the test
+// seam), the frame still returns only after its last band has finished: the
+// band records live on the caller's stack.
+TEST(BandFrame, CallerThatStopsWaitingEarlyStillSeesEveryBandFinished) {
+    lytest::ScopedPoolThreads pool(2);
+    struct CapGuard {
+        CapGuard() { CLyThreadPoolInstance::SetWaitCapForTesting(std::chrono::milliseconds(20)); }
+        ~CapGuard() { CLyThreadPoolInstance::SetWaitCapForTesting(std::chrono::milliseconds(5000)); }
+    } cap;
+    std::atomic<bool> started{false}, release{false};
+    std::atomic<int> rowsDone{0};
+    std::thread releaser([&] {
+        // The caller's queue leaves the map only when its Wait has given up.
+        while (!started.load() || CLyThreadPoolInstance::Instance()->MappedQueueCount() != 0)
+            std::this_thread::yield();
+        release = true;
+    });
+    ly::ParallelRows(ly::PoolRoute::Internal, 32, [&](int first, int rows) {
+        if (first == 0) {
+            started = true;
+            while (!release.load()) std::this_thread::yield();
+        }
+        rowsDone += rows;
+    });
+    EXPECT_TRUE(release.load()) << "the frame returned before its blocked band was released";
+    EXPECT_EQ(rowsDone.load(), 32);
+    releaser.join();
 }

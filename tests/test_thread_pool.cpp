@@ -8,6 +8,7 @@
 #include <chrono>
 #include <latch>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -204,14 +205,86 @@ TEST(ThreadPool, JobMayRunAndWaitForJobsOfItsOwn) {
     EXPECT_EQ(outersThatSawAllSix.load(), 2);
 }
 
-TEST(ThreadPool, NullFunctionIsIgnoredAndThrowingJobDoesNotKillTheWorker) {
+TEST(ThreadPool, NullFunctionIsIgnored) {
     lytest::ScopedPoolThreads pool(2);
     LyThreadPool::Run(nullptr, nullptr);
-    LyThreadPool::Run([](void*) { throw 42; }, nullptr);
-    std::atomic<int> counter{0};
-    for (int i = 0; i < 4; ++i) LyThreadPool::Run(&Increment, &counter);
     LyThreadPool::Wait();
-    EXPECT_EQ(counter.load(), 4);
+    EXPECT_EQ(Pool()->RingQueueCount(), 0u);
+}
+
+// One contract whatever ran the job: Run never throws, every job counts as
+// done, the first exception comes out of the caller's Wait, and nothing is
+// left for the next Wait.
+TEST(ThreadPool, JobExceptionsComeOutOfTheCallersWaitAtEveryPoolSize) {
+    for (int size : lytest::PoolSizes()) {
+        lytest::ScopedPoolThreads pool(size);
+        std::atomic<int> counter{0};
+        auto thrower = [](void* p) {
+            static_cast<std::atomic<int>*>(p)->fetch_add(1);
+            throw std::runtime_error("job");
+        };
+        for (int round = 0; round < 5; ++round) {
+            for (int i = 0; i < 40; ++i) {
+                // 40 jobs overflow the queue now and then: some run inline.
+                ASSERT_NO_THROW(LyThreadPool::Run(i % 3 == 1 ? +thrower : &Increment, &counter)) << size;
+            }
+            EXPECT_THROW(LyThreadPool::Wait(), std::runtime_error) << size;
+            EXPECT_EQ(counter.load(), 40 * (round + 1)) << size;
+            EXPECT_EQ(Pool()->RingQueueCount(), 0u) << size;
+        }
+        // The workers survived and nothing carries over.
+        for (int i = 0; i < 8; ++i) LyThreadPool::Run(&Increment, &counter);
+        EXPECT_NO_THROW(LyThreadPool::Wait()) << size;
+        EXPECT_EQ(counter.load(), 208) << size;
+    }
+}
+
+// Workers that find their job already taken by another (woken late, or
+// beaten by one still watching for work) go back to waiting; none may be lost.
+TEST(ThreadPool, EveryWorkerStillTakesJobsAfterManyDispatches) {
+    for (int size : {2, 4}) {
+        lytest::ScopedPoolThreads pool(size);
+        std::atomic<int> counter{0};
+        for (int round = 0; round < 500; ++round) {
+            for (int i = 0; i < size; ++i) LyThreadPool::Run(&Increment, &counter);
+            LyThreadPool::Wait();
+            if (round % 50 == 0) std::this_thread::sleep_for(1ms);  // let the workers fall asleep
+        }
+        EXPECT_EQ(counter.load(), 500 * size);
+        Gate gate;  // one job per worker, all at once: hangs if a worker is gone
+        for (int i = 0; i < size; ++i) LyThreadPool::Run(&PassGate, &gate);
+        gate.AwaitWaiting(size);
+        gate.Open();
+        LyThreadPool::Wait();
+    }
+}
+
+TEST(ThreadPool, InlineJobOnAFullQueueThrowsFromWaitNotFromRun) {
+    lytest::ScopedPoolThreads pool(4);
+    Gate gate;
+    std::thread blocker([&] {  // occupies every worker
+        for (int i = 0; i < 4; ++i) LyThreadPool::Run(&PassGate, &gate);
+        LyThreadPool::Wait();
+    });
+    gate.AwaitWaiting(4);
+    std::atomic<int> counter{0};
+    for (int i = 0; i < 16; ++i) LyThreadPool::Run(&Increment, &counter);
+    bool ranInline = false;
+    auto thrower = [](void* p) {
+        *static_cast<bool*>(p) = true;
+        throw 17;
+    };
+    EXPECT_NO_THROW(LyThreadPool::Run(thrower, &ranInline));
+    EXPECT_TRUE(ranInline) << "the 17th job runs on the caller";
+    gate.Open();
+    try {
+        LyThreadPool::Wait();
+        ADD_FAILURE() << "Wait must rethrow";
+    } catch (int v) {
+        EXPECT_EQ(v, 17);
+    }
+    EXPECT_EQ(counter.load(), 16);
+    blocker.join();
 }
 
 TEST(ThreadPool, JobsQueuedBeforeExitStillRunAndTheNextRunBuildsANewPool) {

@@ -15,12 +15,24 @@
 // frame runs on the calling thread: that worker would otherwise wait for jobs
 // that other busy workers may never get to.
 //
+// Exceptions: a band that throws ends only itself. Every band still runs to
+// its end; once all have, the frame rethrows on the calling thread the
+// exception of the first throwing band in band order (others are dropped).
+// Terminating instead would take the host down for one bad band, and
+// swallowing would hide it; rethrowing after the last band is the only point
+// where the caller's stack, holding the records, may unwind. An exception the
+// pool's Wait itself raises (a pending job of the caller's own that threw) is
+// rethrown the same way, after the bands' own. With one band (under 16 rows,
+// a one-thread pool, or on a worker) the band runs directly and its exception
+// simply propagates.
+//
 // The pool's Wait gives up after 5 s. The frame's job records live on the
 // caller's stack, so after Wait the frame also checks that each of its own
 // bands has run to the end, and keeps waiting if one has not; no job ever
 // runs on a record that has gone.
 
 #include <atomic>
+#include <exception>
 #include <type_traits>
 
 namespace ly {
@@ -45,12 +57,14 @@ struct SLyBandSplit {
 // when threads < 2 or height < 16, else `threads` bands. Returns the count.
 int ComputeBands(int height, int threads, SLyBandSplit out[kMaxBands]);
 
-// One band's job record.
-struct SLyBandJob {
+// One band's job record, on a cache line of its own: workers write their
+// records' `done` while the others still read theirs.
+struct alignas(64) SLyBandJob {
     void (*run)(void* context, int firstRow, int rows);
     void* context;
     int firstRow;
     int rows;
+    std::exception_ptr error;  // what the band threw, if anything
     std::atomic<bool> done{false};
 };
 

@@ -19,6 +19,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -30,15 +31,15 @@ constexpr int kMaxPoolThreads = 16;
 constexpr int kJobQueueSlots = 16;
 constexpr std::chrono::milliseconds kWaitCap{5000};
 constexpr std::chrono::milliseconds kExitWaitPerWorker{1000};
-// Waking a sleeping thread costs tens of microseconds (far more on virtual
-// machines), as much as a whole band of a small image. A worker that has just
-// finished therefore watches for more work for a moment before it sleeps, and
-// a caller waiting for its bands watches for them before it blocks, so that
-// back-to-back operations (the usual per-frame pattern) hand over at spin
-// speed. Both spins yield regularly, so an oversubscribed pool still makes
-// progress.
-constexpr std::chrono::microseconds kWorkerSpin{300};
-constexpr std::chrono::microseconds kCallerSpin{300};
+// Waking a sleeping thread costs tens of microseconds here, so a worker that
+// has just finished may watch for more work for a moment before it sleeps.
+// It only does so when its previous wait for work was that short (jobs are
+// arriving back to back): at a frame cadence the watch would only burn the
+// CPU the host needs between frames.
+constexpr std::chrono::microseconds kWorkerSpin{50};
+// The caller never spins in Wait: T bands need all T processors, and a
+// spinning caller makes the scheduler stack the woken workers on the other
+// processors, so that one worker ends up running two bands in a row.
 
 }  // namespace ly
 
@@ -54,15 +55,16 @@ struct SLyUserJobQueue {
     uint32_t taken = 0;
     uint32_t submitted = 0;
     uint32_t finished = 0;
-    // `finished` again, readable without the pool lock by the owner's Wait spin.
-    std::atomic<uint32_t> finishedSeen{0};
     SLyUserJobQueue* next = nullptr;
     SLyUserJobQueue* previous = nullptr;
     SLyJob slots[ly::kJobQueueSlots] = {};
     std::condition_variable idle;  // signalled when finished reaches submitted
+    // The first exception a job of this queue threw (inline or on a worker);
+    // the owner's Wait rethrows it.
+    std::exception_ptr firstError;
     // Set when the owner's Wait gave up after the time cap. The queue then
     // stays in the ring until its jobs have been taken and have finished, and
-    // the worker that finishes the last one frees it.
+    // the worker that finishes the last one retires it.
     bool orphaned = false;
 
     bool Idle() const { return finished == submitted; }
@@ -87,6 +89,11 @@ public:
     // queue has one.
     SLyUserJobQueue* NextQueueWithJob();
     void Unlink(SLyUserJobQueue* queue);
+    // Unlinks a queue and keeps its record for a later caller. Records are
+    // only freed with the pool: a worker may still be signalling a queue's
+    // idle condition (without the lock) when its owner's Wait retires it, and
+    // a stale signal to a reused record is only a spurious wake-up.
+    void Retire(SLyUserJobQueue* queue);
 
     size_t MappedQueueCount() const { return map_.size(); }
     size_t RingQueueCount() const;
@@ -97,6 +104,7 @@ private:
     std::map<std::thread::id, SLyUserJobQueue*> map_;
     int threadCountForQueues_;  // copied into every new queue
     SLyUserJobQueue* cursor_ = nullptr;
+    SLyUserJobQueue* retired_ = nullptr;  // linked through `next`
 };
 
 class CLyThreadPoolInstance : public std::enable_shared_from_this<CLyThreadPoolInstance> {
@@ -122,6 +130,8 @@ public:
     static int DetectedThreadCount();
     // True on a worker thread of any pool.
     static bool OnWorkerThread();
+    // Test seam: the cap of Wait (normally 5000 ms). Not exported.
+    static void SetWaitCapForTesting(std::chrono::milliseconds cap);
 
     int ThreadCount() const { return threadCount_; }
     void Run(void (*function)(void*), void* argument);
@@ -141,6 +151,10 @@ public:
         CLyThreadPoolInstance* pool = nullptr;
         std::thread thread;
         bool exited = false;  // guarded by the pool's exit lock
+        // Sleeping on its own signal, so that a wake-up reaches exactly one
+        // chosen worker (guarded by the pool lock).
+        std::condition_variable wake;
+        bool woken = false;
     };
 
 private:
@@ -148,14 +162,28 @@ private:
     static std::shared_ptr<CLyThreadPoolInstance> Create(int threadCount);
     void Start();
     void Shutdown();
-    void WorkerLoop();
+    void WorkerLoop(CLyWorkThreadPrivate* self);
+    // Picks one sleeping worker to wake if queued jobs are left that no
+    // awake worker will take (pool lock held); the caller signals it after
+    // releasing the lock. Wake-ups go out one at a time: each woken worker
+    // wakes the next once it runs, so the scheduler places every worker while
+    // the previous one already occupies a processor.
+    CLyWorkThreadPrivate* WorkerToWake();
+    static void Signal(CLyWorkThreadPrivate* worker);
+    // Counts a finished job of `q` and tells the owner when it was the last
+    // one. Called and returns with the pool lock held; releases it around the
+    // signal.
+    void FinishJob(std::unique_lock<std::mutex>& lk, SLyUserJobQueue* q, std::exception_ptr error);
 
     int threadCount_;
     std::mutex poolLock_;
-    std::condition_variable jobAvailable_;
     uint32_t queuedJobs_ = 0;  // queued and not yet taken
     bool stop_ = false;
-    int sleepingWorkers_ = 0;  // workers blocked on jobAvailable_
+    // Workers asleep and not yet signalled, most recent last.
+    CLyWorkThreadPrivate* sleepers_[ly::kMaxPoolThreads] = {};
+    int sleeperCount_ = 0;
+    int wakesInFlight_ = 0;     // signalled, not yet running
+    int spinningWorkers_ = 0;   // watching workPending_; they take jobs unasked
     // queuedJobs_ != 0 || stop_, readable without the lock by spinning workers.
     std::atomic<bool> workPending_{false};
     CLyUserJobQueueGroup group_;

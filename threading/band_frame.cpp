@@ -1,4 +1,5 @@
 #include <chrono>
+#include <exception>
 #include <thread>
 
 #include "LyThreadPool.h"
@@ -10,7 +11,12 @@ namespace {
 
 void RunTask(void* p) {
     auto* task = static_cast<SLyBandJob*>(p);
-    task->run(task->context, task->firstRow, task->rows);
+    try {
+        task->run(task->context, task->firstRow, task->rows);
+    } catch (...) {
+        // Kept for the caller: the band still counts as done.
+        task->error = std::current_exception();
+    }
     // Last touch of the record: once the submitter sees this, it may free it.
     task->done.store(true, std::memory_order_release);
 }
@@ -49,20 +55,38 @@ int FrameThreadCount(PoolRoute route) {
 }
 
 void RunBandTasks(PoolRoute route, SLyBandJob* tasks, int count) {
-    if (route == PoolRoute::Exported) {
-        for (int i = 0; i < count; ++i) LyThreadPool::Run(&RunTask, &tasks[i]);
-        LyThreadPool::Wait();
-    } else {
-        // Holding the reference keeps the pool alive across a concurrent Exit.
-        const auto pool = CLyThreadPoolInstance::Instance();
-        if (!pool) {
-            for (int i = 0; i < count; ++i) RunTask(&tasks[i]);
-            return;
+    // Holding the reference keeps the pool alive across a concurrent Exit.
+    const auto pool = route == PoolRoute::Internal ? CLyThreadPoolInstance::Instance() : nullptr;
+    // An exception out of the pool itself (a job of the caller's own that
+    // threw, or no memory for the caller's queue) must not leave before every
+    // band has finished: the records live on this stack.
+    std::exception_ptr poolError;
+    int submitted = 0;
+    try {
+        for (; submitted < count; ++submitted) {
+            if (route == PoolRoute::Exported)
+                LyThreadPool::Run(&RunTask, &tasks[submitted]);
+            else if (pool)
+                pool->Run(&RunTask, &tasks[submitted]);
+            else
+                RunTask(&tasks[submitted]);
         }
-        for (int i = 0; i < count; ++i) pool->Run(&RunTask, &tasks[i]);
-        pool->Wait();
+    } catch (...) {
+        poolError = std::current_exception();
+    }
+    for (int i = submitted; i < count; ++i) RunTask(&tasks[i]);
+    try {
+        if (route == PoolRoute::Exported)
+            LyThreadPool::Wait();
+        else if (pool)
+            pool->Wait();
+    } catch (...) {
+        if (!poolError) poolError = std::current_exception();
     }
     AwaitTasks(tasks, count);
+    for (int i = 0; i < count; ++i)
+        if (tasks[i].error) std::rethrow_exception(tasks[i].error);
+    if (poolError) std::rethrow_exception(poolError);
 }
 
 }  // namespace ly

@@ -1,6 +1,7 @@
 #include <exception>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "LyThreadPool.h"
 #include "memory/LyCpu.h"
@@ -12,6 +13,9 @@ namespace {
 std::mutex g_singletonLock;
 std::shared_ptr<CLyThreadPoolInstance> g_singleton;  // guarded by g_singletonLock
 thread_local bool t_onWorkerThread = false;
+std::atomic<int64_t> g_waitCapMs{ly::kWaitCap.count()};
+// A job that threw while no pool could be built, for this thread's next Wait.
+thread_local std::exception_ptr t_errorWithoutPool;
 
 // Polls `done` until it holds or `budget` has passed; pauses between polls and
 // yields now and then so that a spinning thread never starves the one it waits for.
@@ -48,6 +52,11 @@ CLyUserJobQueueGroup::~CLyUserJobQueueGroup() {
         Unlink(q);
         delete q;
     }
+    while (retired_ != nullptr) {
+        SLyUserJobQueue* q = retired_;
+        retired_ = q->next;
+        delete q;
+    }
     map_.clear();
 }
 
@@ -58,12 +67,18 @@ SLyUserJobQueue* CLyUserJobQueueGroup::FindQueueOfCurrentThread() {
 
 SLyUserJobQueue* CLyUserJobQueueGroup::QueueOfCurrentThread() {
     if (SLyUserJobQueue* q = FindQueueOfCurrentThread()) return q;
-    auto* q = new SLyUserJobQueue;
+    SLyUserJobQueue* q = retired_;
+    if (q != nullptr)
+        retired_ = q->next;
+    else
+        q = new SLyUserJobQueue;
     q->threadCount = threadCountForQueues_;
+    q->next = nullptr;
     try {
         map_.emplace(std::this_thread::get_id(), q);
     } catch (...) {
-        delete q;
+        q->next = retired_;
+        retired_ = q;
         throw;
     }
     Link(q);
@@ -90,6 +105,15 @@ void CLyUserJobQueueGroup::Unlink(SLyUserJobQueue* q) {
     if (cursor_ == q) cursor_ = q->next;
     if (q->next == q) cursor_ = nullptr;
     q->next = q->previous = nullptr;
+}
+
+void CLyUserJobQueueGroup::Retire(SLyUserJobQueue* q) {
+    Unlink(q);
+    q->taken = q->submitted = q->finished = 0;
+    q->firstError = nullptr;
+    q->orphaned = false;
+    q->next = retired_;
+    retired_ = q;
 }
 
 SLyUserJobQueue* CLyUserJobQueueGroup::NextQueueWithJob() {
@@ -147,7 +171,7 @@ void CLyThreadPoolInstance::Start() {
 unsigned CLyThreadPoolInstance::CLyWorkThreadPrivate::ThreadProc(CLyWorkThreadPrivate* self,
                                                                  std::shared_ptr<CLyThreadPoolInstance> pool) {
     t_onWorkerThread = true;
-    pool->WorkerLoop();
+    pool->WorkerLoop(self);
     {
         std::lock_guard<std::mutex> lk(pool->exitLock_);
         self->exited = true;
@@ -156,43 +180,82 @@ unsigned CLyThreadPoolInstance::CLyWorkThreadPrivate::ThreadProc(CLyWorkThreadPr
     return 1;
 }
 
-void CLyThreadPoolInstance::WorkerLoop() {
+CLyThreadPoolInstance::CLyWorkThreadPrivate* CLyThreadPoolInstance::WorkerToWake() {
+    if (queuedJobs_ == 0 || sleeperCount_ == 0 || wakesInFlight_ > 0) return nullptr;
+    if (queuedJobs_ <= static_cast<uint32_t>(spinningWorkers_)) return nullptr;
+    CLyWorkThreadPrivate* w = sleepers_[--sleeperCount_];
+    w->woken = true;
+    ++wakesInFlight_;
+    return w;
+}
+
+void CLyThreadPoolInstance::Signal(CLyWorkThreadPrivate* worker) {
+    if (worker != nullptr) worker->wake.notify_one();
+}
+
+void CLyThreadPoolInstance::WorkerLoop(CLyWorkThreadPrivate* self) {
+    using Clock = std::chrono::steady_clock;
+    bool spin = false;  // whether the last wait for work was short enough to watch for the next
     std::unique_lock<std::mutex> lk(poolLock_);
     for (;;) {
         if (queuedJobs_ == 0 && !stop_) {
-            lk.unlock();
-            SpinUntil([this] { return workPending_.load(std::memory_order_acquire); }, ly::kWorkerSpin);
-            lk.lock();
-            ++sleepingWorkers_;
-            // Queued jobs win over the stop request, so jobs queued before Exit
-            // still run.
-            jobAvailable_.wait(lk, [this] { return queuedJobs_ > 0 || stop_; });
-            --sleepingWorkers_;
+            const auto idleSince = Clock::now();
+            if (spin) {
+                ++spinningWorkers_;
+                lk.unlock();
+                SpinUntil([this] { return workPending_.load(std::memory_order_acquire); }, ly::kWorkerSpin);
+                lk.lock();
+                --spinningWorkers_;
+            }
+            // Queued jobs win over the stop request, so jobs queued before
+            // Exit still run.
+            if (queuedJobs_ == 0 && !stop_) {
+                self->woken = false;
+                sleepers_[sleeperCount_++] = self;
+                self->wake.wait(lk, [self] { return self->woken; });
+                --wakesInFlight_;
+            }
+            spin = Clock::now() - idleSince <= ly::kWorkerSpin;
         }
-        if (queuedJobs_ == 0) return;
+        if (queuedJobs_ == 0) {
+            if (stop_) return;
+            continue;  // a spinning worker took the job this one was woken for
+        }
         --queuedJobs_;
         workPending_.store(queuedJobs_ > 0 || stop_, std::memory_order_release);
         SLyUserJobQueue* q = group_.NextQueueWithJob();
         const SLyJob job = q->slots[q->taken % ly::kJobQueueSlots];
         ++q->taken;
+        CLyWorkThreadPrivate* next = WorkerToWake();
         lk.unlock();
+        Signal(next);
+        std::exception_ptr error;
         try {
             job.function(job.argument);
         } catch (...) {
-            // A job's exception must not take the worker (and the process) down.
+            // Never into the worker: the owner's Wait gets it.
+            error = std::current_exception();
         }
         lk.lock();
-        ++q->finished;
-        q->finishedSeen.store(q->finished, std::memory_order_release);
-        if (q->Idle()) {
-            if (q->orphaned && !q->HasUntaken()) {
-                group_.Unlink(q);
-                delete q;
-            } else {
-                q->idle.notify_all();
-            }
-        }
+        FinishJob(lk, q, std::move(error));
     }
+}
+
+void CLyThreadPoolInstance::FinishJob(std::unique_lock<std::mutex>& lk, SLyUserJobQueue* q,
+                                      std::exception_ptr error) {
+    if (error && !q->firstError) q->firstError = std::move(error);
+    ++q->finished;
+    if (!q->Idle()) return;
+    if (q->orphaned) {
+        group_.Retire(q);
+        return;
+    }
+    // Signalled without the lock, so that the owner does not wake only to
+    // block on the lock this worker still holds. The record outlives the
+    // signal even if the owner retires it first (see Retire).
+    lk.unlock();
+    q->idle.notify_all();
+    lk.lock();
 }
 
 void CLyThreadPoolInstance::Run(void (*function)(void*), void* argument) {
@@ -205,51 +268,62 @@ void CLyThreadPoolInstance::Run(void (*function)(void*), void* argument) {
                            q->threadCount == 1 || stop_;
     if (inlineRun) {
         lk.unlock();
-        function(argument);
+        // Only this thread's Wait frees its queue, so q stays valid here.
+        std::exception_ptr error;
+        try {
+            function(argument);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        if (error) {
+            lk.lock();
+            if (!q->firstError) q->firstError = std::move(error);
+        }
         return;
     }
     q->slots[q->submitted % ly::kJobQueueSlots] = {function, argument};
     ++q->submitted;
     ++queuedJobs_;
     workPending_.store(true, std::memory_order_release);
-    // A spinning worker sees the job without a wake-up; only a sleeping one
-    // needs the (costly) signal.
-    const bool wake = sleepingWorkers_ > 0;
+    CLyWorkThreadPrivate* w = WorkerToWake();
     lk.unlock();
-    if (wake) jobAvailable_.notify_one();
+    Signal(w);
 }
 
 void CLyThreadPoolInstance::Wait() {
     std::unique_lock<std::mutex> lk(poolLock_);
     SLyUserJobQueue* q = group_.FindQueueOfCurrentThread();
     if (q == nullptr) return;  // nothing was queued: an idle queue would be made and dropped at once
-    if (!q->Idle()) {
-        // Only this thread adds to its queue or frees it, so `submitted` is
-        // stable and the queue stays valid while the lock is released.
-        const uint32_t submitted = q->submitted;
-        lk.unlock();
-        SpinUntil([q, submitted] { return q->finishedSeen.load(std::memory_order_acquire) == submitted; },
-                  ly::kCallerSpin);
-        lk.lock();
-    }
     // The cap is deliberate: Wait never blocks longer than 5 s, whatever the jobs do.
-    q->idle.wait_for(lk, ly::kWaitCap, [q] { return q->Idle(); });
+    q->idle.wait_for(lk, std::chrono::milliseconds(g_waitCapMs.load(std::memory_order_relaxed)),
+                     [q] { return q->Idle(); });
     group_.ForgetCurrentThread();
+    std::exception_ptr error = std::move(q->firstError);
+    q->firstError = nullptr;
     if (q->Idle()) {
-        group_.Unlink(q);
-        delete q;
+        group_.Retire(q);
     } else {
         q->orphaned = true;
     }
+    lk.unlock();
+    if (error) std::rethrow_exception(error);
 }
 
 void CLyThreadPoolInstance::Shutdown() {
+    CLyWorkThreadPrivate* sleeping[ly::kMaxPoolThreads];
+    int n = 0;
     {
         std::lock_guard<std::mutex> lk(poolLock_);
         stop_ = true;
         workPending_.store(true, std::memory_order_release);
+        while (sleeperCount_ > 0) {
+            CLyWorkThreadPrivate* w = sleepers_[--sleeperCount_];
+            w->woken = true;
+            ++wakesInFlight_;
+            sleeping[n++] = w;
+        }
     }
-    jobAvailable_.notify_all();
+    for (int i = 0; i < n; ++i) Signal(sleeping[i]);
     const auto self = std::this_thread::get_id();
     for (auto& w : workers_) {
         if (!w.thread.joinable()) continue;
@@ -288,6 +362,10 @@ int CLyThreadPoolInstance::DetectedThreadCount() {
 }
 
 bool CLyThreadPoolInstance::OnWorkerThread() { return t_onWorkerThread; }
+
+void CLyThreadPoolInstance::SetWaitCapForTesting(std::chrono::milliseconds cap) {
+    g_waitCapMs.store(cap.count(), std::memory_order_relaxed);
+}
 
 std::shared_ptr<CLyThreadPoolInstance> CLyThreadPoolInstance::Instance() {
     std::lock_guard<std::mutex> lk(g_singletonLock);
@@ -329,14 +407,20 @@ int ThreadCount() {
 
 void Run(void (*function)(void*), void* argument) {
     if (function == nullptr) return;
-    if (const auto pool = CLyThreadPoolInstance::Instance())
+    if (const auto pool = CLyThreadPoolInstance::Instance()) {
         pool->Run(function, argument);
-    else
+        return;
+    }
+    try {
         function(argument);
+    } catch (...) {
+        if (!t_errorWithoutPool) t_errorWithoutPool = std::current_exception();
+    }
 }
 
 void Wait() {
     if (const auto pool = CLyThreadPoolInstance::Instance()) pool->Wait();
+    if (t_errorWithoutPool) std::rethrow_exception(std::exchange(t_errorWithoutPool, nullptr));
 }
 
 void Exit() { CLyThreadPoolInstance::Exit(); }
