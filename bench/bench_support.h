@@ -13,9 +13,10 @@
 // real time; a benchmark that times itself registers with
 // benchmark::RegisterBenchmark and UseManualTime instead.
 #undef BENCHMARK
-#define BENCHMARK(n)                                                                                     \
-    BENCHMARK_PRIVATE_DECLARE(n) =                                                                       \
-        (::benchmark::internal::RegisterBenchmarkInternal(new ::benchmark::internal::FunctionBenchmark(#n, n)) \
+#define BENCHMARK(...)                                                                                   \
+    BENCHMARK_PRIVATE_DECLARE(_benchmark_) =                                                             \
+        (::benchmark::internal::RegisterBenchmarkInternal(                                               \
+             new ::benchmark::internal::FunctionBenchmark(#__VA_ARGS__, &__VA_ARGS__))                   \
              ->UseRealTime())
 
 #include <cstdint>
