@@ -111,6 +111,7 @@ int RecordingSurface::SetShaped(int shaped) {
 
 int RecordingSurface::GetDescription(SLySurfaceDescription* description) {
     LogCall(name_ + ".GetDescription");
+    if (hook_) hook_("GetDescription");
     if (descriptionOverride_ && description) {
         *description = *descriptionOverride_;
         return 1;
@@ -129,7 +130,9 @@ int RecordingSurface::Lock(int flags, SLyLockSurface* lock) {
 int RecordingSurface::Unlock(int flags) {
     LogCall(name_ + ".Unlock");
     --lockDepth_;
-    return memory_->Unlock(flags);
+    const int result = memory_->Unlock(flags);
+    if (hook_) hook_("Unlock");
+    return result;
 }
 
 double RecordingSurface::GetPixelAspectRatio() {

@@ -7,6 +7,7 @@
 // nothing, and where references end. The log reads like "dst.Lock
 // src.Unlock dst.sync.Wait(1000) pool.CreateSurface".
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -85,6 +86,8 @@ public:
     void SetLockBits(std::optional<unsigned char*> bits) { lockBits_ = bits; }
     void SetLockResult(std::optional<int> result) { lockResult_ = result; }
     void SetDescriptionOverride(std::optional<SLySurfaceDescription> d) { descriptionOverride_ = d; }
+    // Called with "GetDescription" and "Unlock" as they happen.
+    void OnCall(std::function<void(const std::string&)> hook) { hook_ = std::move(hook); }
 
     LyMemoryHost::CLyMemorySurface& Memory() { return *memory_; }
     unsigned char* Bits() { return memory_->Bits(); }
@@ -105,6 +108,7 @@ private:
     std::optional<unsigned char*> lockBits_;
     std::optional<int> lockResult_;
     std::optional<SLySurfaceDescription> descriptionOverride_;
+    std::function<void(const std::string&)> hook_;
 };
 
 // Makes RecordingSurfaces named "<name>.new<call>" and keeps no reference.
