@@ -357,77 +357,63 @@ Locked LockOf(RecordingSurface* s) {
     return k;
 }
 
+// The strip's expected result: `w` x `h` pixels copied, or mixed.
+void CopyOrMix(bool mix, Format f, const unsigned char* s, int sp, unsigned char* d, int dp, int w, int h) {
+    if (mix) return LyPixelUtils::MixColor(s, sp, d, dp, w, h);
+    for (int y = 0; y < h; ++y) std::memcpy(d + y * dp, s + y * sp, ColumnBytes(f, w));
+}
+
 TEST(Crawl, HorizontalStripCopiesAndMixesOverTheSharedRows) {
-    for (const Format& f : kPacked) {
-        SCOPED_TRACE(testing::Message() << "format " << f.format << " depth " << int(f.depth));
-        // A long source and a visible destination sharing frame rows 4..9.
-        HostRef<RecordingSurface> src(MakeSurface("src", f, {-50, 2, 150, 10}));
-        HostRef<RecordingSurface> dst(MakeSurface("dst", f, {0, 4, 40, 14}));
-        const Locked s = LockOf(src.get()), d = LockOf(dst.get());
-        auto expected = MemoryOf(dst.get());
-        for (int y = 0; y < 6; ++y)
-            std::memcpy(expected.data() + y * dst->Pitch() + ColumnBytes(f, 30),
-                        src->Bits() + (y + 2) * src->Pitch() + ColumnBytes(f, 71), ColumnBytes(f, 10));
-        lytest::ClearCallLog();
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 71, 30, 10, 0);
-        EXPECT_EQ(CallLogText(), "");
-        EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
-        // Nothing to do: no extent, no shared rows, a strip leaving a picture.
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 71, 30, 0, 0);
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 71, 30, -3, 0);
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 195, 0, 10, 0);
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 0, 35, 10, 0);
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, -1, 0, 10, 0);
-        SLySurfaceDescription below = d.d;
-        below.top = 10;
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, below, d.l, 0, 0, 10, 0);
-        SLyLockSurface nullLock = d.l;
-        nullLock.bits = nullptr;
-        LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, nullLock, 0, 0, 10, 0);
-        EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
-    }
-    // Mixing equals MixColor on the same sub-pictures.
-    const Format f{PixelFormat_BGRA4444, 8};
-    HostRef<RecordingSurface> src(MakeSurface("src", f, {0, 0, 100, 20}));
-    HostRef<RecordingSurface> dst(MakeSurface("dst", f, {0, 5, 30, 25}));
-    auto expected = MemoryOf(dst.get());
-    LyPixelUtils::MixColor(src->Bits() + 5 * src->Pitch() + 4 * 60, src->Pitch(), expected.data() + 4 * 3,
-                           dst->Pitch(), 17, 15);
-    const Locked s = LockOf(src.get()), d = LockOf(dst.get());
-    LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 60, 3, 17, 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+    for (const Format& f : kPacked)
+        for (int mix : {0, 1}) {
+            if (mix && &f != kPacked) continue;  // mixing takes 4-byte pixels: the first format only
+            SCOPED_TRACE(testing::Message() << "format " << f.format << " depth " << int(f.depth) << " mix " << mix);
+            // A long source and a visible destination sharing frame rows 4..9.
+            HostRef<RecordingSurface> src(MakeSurface("src", f, {-50, 2, 150, 10}));
+            HostRef<RecordingSurface> dst(MakeSurface("dst", f, {0, 4, 40, 14}));
+            const Locked s = LockOf(src.get()), d = LockOf(dst.get());
+            auto expected = MemoryOf(dst.get());
+            CopyOrMix(mix, f, src->Bits() + 2 * src->Pitch() + ColumnBytes(f, 71), src->Pitch(),
+                      expected.data() + ColumnBytes(f, 30), dst->Pitch(), 10, 6);
+            lytest::ClearCallLog();
+            LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, d.d, d.l, 71, 30, 10, mix);
+            EXPECT_EQ(CallLogText(), "");
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+            // Nothing to do: no extent, no shared rows, a strip leaving a picture.
+            SLySurfaceDescription below = d.d;
+            below.top = 10;
+            SLyLockSurface nullLock = d.l;
+            nullLock.bits = nullptr;
+            for (auto [dd, dl, from, to, extent] :
+                 {std::tuple{d.d, d.l, 71, 30, 0}, {d.d, d.l, 71, 30, -3}, {d.d, d.l, 195, 0, 10}, {d.d, d.l, 0, 35, 10},
+                  {d.d, d.l, -1, 0, 10}, {below, d.l, 0, 0, 10}, {d.d, nullLock, 0, 0, 10}})
+                LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, dd, dl, from, to, extent, mix);
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+        }
 }
 
 TEST(Crawl, VerticalStripCopiesAndMixesOverTheSharedColumns) {
-    for (const Format& f : kPacked) {
-        SCOPED_TRACE(testing::Message() << "format " << f.format << " depth " << int(f.depth));
-        HostRef<RecordingSurface> src(MakeSurface("src", f, {-6, -100, 20, 300}));
-        HostRef<RecordingSurface> dst(MakeSurface("dst", f, {4, 0, 30, 24}));
-        const Locked s = LockOf(src.get()), d = LockOf(dst.get());
-        auto expected = MemoryOf(dst.get());
-        // Shared columns 4..19: source column 10, destination column 0.
-        for (int y = 0; y < 7; ++y)
-            std::memcpy(expected.data() + (y + 12) * dst->Pitch(), src->Bits() + (y + 250) * src->Pitch() + ColumnBytes(f, 10),
-                        ColumnBytes(f, 16));
-        LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, d.d, d.l, 250, 12, 7, 0);
-        EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
-        LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, d.d, d.l, 250, 12, 0, 0);
-        LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, d.d, d.l, 399, 0, 2, 0);  // past the source's rows
-        LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, d.d, d.l, 0, 20, 5, 0);   // past the destination's
-        SLySurfaceDescription aside = d.d;
-        aside.left = 20;  // no shared column
-        LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, aside, d.l, 0, 0, 5, 0);
-        EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
-    }
-    const Format f{PixelFormat_BGRA4444, 8};
-    HostRef<RecordingSurface> src(MakeSurface("src", f, {0, 0, 50, 80}));
-    HostRef<RecordingSurface> dst(MakeSurface("dst", f, {10, 0, 70, 20}));
-    auto expected = MemoryOf(dst.get());
-    LyPixelUtils::MixColor(src->Bits() + 33 * src->Pitch() + 40, src->Pitch(), expected.data() + 2 * dst->Pitch(),
-                           dst->Pitch(), 40, 17);
-    const Locked s = LockOf(src.get()), d = LockOf(dst.get());
-    LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, d.d, d.l, 33, 2, 17, 1);
-    EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+    for (const Format& f : kPacked)
+        for (int mix : {0, 1}) {
+            if (mix && &f != kPacked) continue;
+            SCOPED_TRACE(testing::Message() << "format " << f.format << " depth " << int(f.depth) << " mix " << mix);
+            HostRef<RecordingSurface> src(MakeSurface("src", f, {-6, -100, 20, 300}));
+            HostRef<RecordingSurface> dst(MakeSurface("dst", f, {4, 0, 30, 24}));
+            const Locked s = LockOf(src.get()), d = LockOf(dst.get());
+            auto expected = MemoryOf(dst.get());
+            // Shared columns 4..19: source column 10, destination column 0.
+            CopyOrMix(mix, f, src->Bits() + 250 * src->Pitch() + ColumnBytes(f, 10), src->Pitch(),
+                      expected.data() + 12 * dst->Pitch(), dst->Pitch(), 16, 7);
+            LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, d.d, d.l, 250, 12, 7, mix);
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+            SLySurfaceDescription aside = d.d;
+            aside.left = 20;
+            // No extent, past the source's rows, past the destination's, no shared column.
+            for (auto [dd, from, to, extent] :
+                 {std::tuple{d.d, 250, 12, 0}, {d.d, 399, 0, 2}, {d.d, 0, 20, 5}, {aside, 0, 0, 5}})
+                LyCrawlSurfaceUtils::Crawl_CopyVertical(s.d, s.l, dd, d.l, from, to, extent, mix);
+            EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
+        }
 }
 
 }  // namespace
