@@ -8,6 +8,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -511,92 +512,75 @@ int Row(int y) { return 100 + y; }
 
 }  // namespace
 
-TEST(SurfaceMixPlay, FrameToFieldTakesTheFieldsFrameRows) {
-    struct Case {
-        const char* name;
+TEST(SurfaceMixPlay, CopiesMoveRowsBetweenFramesAndFields) {
+    struct Field {
         ELyScanMode scan;
         ELyPolarity polarity;
-        RECT source;       // frame rows
-        RECT destination;  // field rows
+    };
+    struct Case {
+        const char* name;
+        std::optional<Field> sourceField, destinationField;
+        RECT source, destination;  // in their own rows: frame rows for frames, field rows for fields
         std::vector<int> rows;
-        RECT affected;
+        RECT affected;  // rows checked when the destination alone is a field
     };
     const int U = kUntouched;
+    const Field upper1{ScanMode_UpperFirst, Polarity_First}, upper2{ScanMode_UpperFirst, Polarity_Second};
     const Case cases[] = {
-        // Field row f takes frame row 2f (even-row field) or 2f + 1 (odd-row).
-        {"even rows", ScanMode_UpperFirst, Polarity_First, {0, 0, 6, 8}, {0, 0, 6, 5},
-         {Row(0), Row(2), Row(4), Row(6), U}, {0, 0, 6, 4}},
-        {"odd rows", ScanMode_UpperFirst, Polarity_Second, {0, 0, 6, 8}, {0, 0, 6, 5},
-         {Row(1), Row(3), Row(5), Row(7), U}, {0, 0, 6, 4}},
-        {"lower first, second field is even", ScanMode_LowerFirst, Polarity_Second, {0, 0, 6, 8}, {0, 0, 6, 5},
-         {Row(0), Row(2), Row(4), Row(6), U}, {0, 0, 6, 4}},
+        // Frame to field: field row f takes frame row 2f (even-row field) or 2f + 1 (odd-row).
+        {"to even rows", {}, upper1, {0, 0, 6, 8}, {0, 0, 6, 5}, {Row(0), Row(2), Row(4), Row(6), U}, {0, 0, 6, 4}},
+        {"to odd rows", {}, upper2, {0, 0, 6, 8}, {0, 0, 6, 5}, {Row(1), Row(3), Row(5), Row(7), U}, {0, 0, 6, 4}},
+        {"lower first, second field is even", {}, Field{ScanMode_LowerFirst, Polarity_Second}, {0, 0, 6, 8},
+         {0, 0, 6, 5}, {Row(0), Row(2), Row(4), Row(6), U}, {0, 0, 6, 4}},
         // Frame rows 3..8: the even ones are 4, 6, 8, field rows 2..4.
-        {"source at an odd row, even field", ScanMode_UpperFirst, Polarity_First, {0, 3, 6, 9}, {0, 0, 6, 5},
-         {U, U, Row(1), Row(3), Row(5)}, {0, 2, 6, 5}},
-        {"source at an odd row, odd field", ScanMode_UpperFirst, Polarity_Second, {0, 3, 6, 9}, {0, 0, 6, 5},
-         {U, Row(0), Row(2), Row(4), U}, {0, 1, 6, 4}},
+        {"source at an odd row, even field", {}, upper1, {0, 3, 6, 9}, {0, 0, 6, 5}, {U, U, Row(1), Row(3), Row(5)},
+         {0, 2, 6, 5}},
+        {"source at an odd row, odd field", {}, upper2, {0, 3, 6, 9}, {0, 0, 6, 5}, {U, Row(0), Row(2), Row(4), U},
+         {0, 1, 6, 4}},
         // Frame rows -7..-4 hold odd rows -7 and -5 (field rows -4, -3). The
         // conversion's bottom, truncated toward zero, would add field row -2
         // (frame row -3, past the source): that row is left alone.
-        {"negative rows, odd field", ScanMode_UpperFirst, Polarity_Second, {0, -7, 6, -3}, {0, -4, 6, -1},
-         {Row(0), Row(2), U}, {0, -4, 6, -2}},
-        {"negative rows, even field", ScanMode_UpperFirst, Polarity_First, {0, -7, 6, -3}, {0, -4, 6, -1},
-         {U, Row(1), Row(3)}, {0, -3, 6, -1}},
+        {"negative rows, odd field", {}, upper2, {0, -7, 6, -3}, {0, -4, 6, -1}, {Row(0), Row(2), U}, {0, -4, 6, -2}},
+        {"negative rows, even field", {}, upper1, {0, -7, 6, -3}, {0, -4, 6, -1}, {U, Row(1), Row(3)}, {0, -3, 6, -1}},
         // A field that says progressive: rows are not halved on the way in but
         // doubled on the way back, so field row -4 would read frame row -8,
         // above the source; only the rows that land inside it are taken.
-        {"field of a progressive scan", ScanMode_Progressive, Polarity_First, {0, -6, 6, 2}, {0, -4, 6, 0},
+        {"field of a progressive scan", {}, Field{ScanMode_Progressive, Polarity_First}, {0, -6, 6, 2}, {0, -4, 6, 0},
          {U, Row(0), Row(2), Row(4)}, {0, -3, 6, 0}},
+        // Field to frame: spread over every other row.
+        {"from even rows", upper1, {}, {0, 1, 6, 4}, {0, 0, 6, 8}, {U, U, Row(0), U, Row(1), U, Row(2), U}},
+        {"from odd rows", upper2, {}, {0, 1, 6, 4}, {0, 0, 6, 8}, {U, U, U, Row(0), U, Row(1), U, Row(2)}},
+        // Destination frame rows 3..8 hold the even rows 4, 6, 8.
+        {"destination at an odd row", Field{ScanMode_LowerFirst, Polarity_Second}, {}, {0, 0, 6, 6}, {0, 3, 6, 9},
+         {U, Row(2), U, Row(3), U, Row(4)}},
+        {"negative rows, from odd field", upper2, {}, {0, -6, 6, 0}, {0, -7, 6, -3}, {Row(2), U, Row(3), U}},
+        // Kept as composed: the first field onto a second-field surface goes
+        // the field-to-frame way, onto its every other row.
+        {"field onto the other field", upper1, upper2, {0, 0, 6, 4}, {0, 0, 6, 4}, {Row(0), U, Row(1), U}},
+        // Frame values 2 and 3 count as the same structure.
+        {"frame onto alternate frame", {}, Field{ScanMode_Progressive, Polarity_FrameAlternate}, {0, 0, 6, 4},
+         {0, 0, 6, 4}, {Row(0), Row(1), Row(2), Row(3)}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         Surface src(MakeSurface("src", c.source, 8));
         LabelRows(*src);
         Surface dst(Blank("dst", c.destination));
-        MakeField(*dst, c.scan, c.polarity);
+        if (c.sourceField) MakeField(*src, c.sourceField->scan, c.sourceField->polarity);
+        if (c.destinationField) MakeField(*dst, c.destinationField->scan, c.destinationField->polarity);
         CRect affected;
         ASSERT_EQ(MixPlaySurface(src.get(), nullptr, dst.get(), nullptr, 1, 1.0, &affected), 1);
         EXPECT_EQ(RowLabels(*dst, 2), c.rows);
         EXPECT_EQ(RowLabels(*dst, 5), c.rows);
+        if (c.sourceField || !c.destinationField || c.destinationField->polarity == Polarity_FrameAlternate) continue;
         EXPECT_EQ(affected.top, c.affected.top);
         EXPECT_EQ(affected.bottom, c.affected.bottom);
         // Rows agree with the library's own field conversions.
-        const CRect field = LyVideoUtils::FrameRectToFieldRect(CRect(c.source), c.scan, c.polarity);
-        const CRect back = LyVideoUtils::FieldRectToFrameRect(affected, c.scan, c.polarity);
+        const auto [scan, polarity] = *c.destinationField;
+        const CRect field = LyVideoUtils::FrameRectToFieldRect(CRect(c.source), scan, polarity);
+        const CRect back = LyVideoUtils::FieldRectToFrameRect(affected, scan, polarity);
         EXPECT_GE(affected.top, field.top);
         EXPECT_EQ(RowLabels(*dst, 0)[affected.top - c.destination.top], Row(back.top - c.source.top));
-    }
-}
-
-TEST(SurfaceMixPlay, FieldToFrameSpreadsTheFieldOverEveryOtherRow) {
-    struct Case {
-        const char* name;
-        ELyScanMode scan;
-        ELyPolarity polarity;
-        RECT source;       // field rows
-        RECT destination;  // frame rows
-        std::vector<int> rows;
-    };
-    const int U = kUntouched;
-    const Case cases[] = {
-        {"even rows", ScanMode_UpperFirst, Polarity_First, {0, 1, 6, 4}, {0, 0, 6, 8},
-         {U, U, Row(0), U, Row(1), U, Row(2), U}},
-        {"odd rows", ScanMode_UpperFirst, Polarity_Second, {0, 1, 6, 4}, {0, 0, 6, 8},
-         {U, U, U, Row(0), U, Row(1), U, Row(2)}},
-        // Destination frame rows 3..8 hold the even rows 4, 6, 8.
-        {"destination at an odd row", ScanMode_LowerFirst, Polarity_Second, {0, 0, 6, 6}, {0, 3, 6, 9},
-         {U, Row(2), U, Row(3), U, Row(4)}},
-        {"negative rows, odd field", ScanMode_UpperFirst, Polarity_Second, {0, -6, 6, 0}, {0, -7, 6, -3},
-         {Row(2), U, Row(3), U}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Surface src(MakeSurface("src", c.source, 8));
-        LabelRows(*src);
-        MakeField(*src, c.scan, c.polarity);
-        Surface dst(Blank("dst", c.destination));
-        ASSERT_EQ(MixPlaySurface(src.get(), nullptr, dst.get(), nullptr, 1, 1.0, nullptr), 1);
-        EXPECT_EQ(RowLabels(*dst, 3), c.rows);
     }
 }
 
@@ -649,26 +633,6 @@ TEST(SurfaceMixPlay, FrameToFieldLockFailureLeavesNothingLocked) {
     Surface frame(MakeSurface("frame", {0, 0, 8, 8}));
     frame->SetLockBits(nullptr);
     EXPECT_EQ(MixPlaySurface(dst.get(), nullptr, frame.get(), nullptr, 0, 1.0, nullptr), 1);
-}
-
-TEST(SurfaceMixPlay, FieldOntoTheOtherFieldGoesTheFieldToFrameWay) {
-    // Kept as composed: first field (even rows) onto a second-field surface
-    // spreads onto its every other row, as if it were a frame.
-    Surface src(MakeSurface("src", {0, 0, 6, 4}));
-    LabelRows(*src);
-    MakeField(*src, ScanMode_UpperFirst, Polarity_First);
-    Surface dst(Blank("dst", {0, 0, 6, 4}));
-    MakeField(*dst, ScanMode_UpperFirst, Polarity_Second);
-    ASSERT_EQ(MixPlaySurface(src.get(), nullptr, dst.get(), nullptr, 1, 1.0, nullptr), 1);
-    EXPECT_EQ(RowLabels(*dst, 0), (std::vector<int>{Row(0), kUntouched, Row(1), kUntouched}));
-
-    // Frame values 2 and 3 count as the same structure.
-    Surface frame2(MakeSurface("f2", {0, 0, 6, 4}));
-    LabelRows(*frame2);
-    Surface frame3(Blank("f3", {0, 0, 6, 4}));
-    MakeField(*frame3, ScanMode_Progressive, Polarity_FrameAlternate);
-    ASSERT_EQ(MixPlaySurface(frame2.get(), nullptr, frame3.get(), nullptr, 1, 1.0, nullptr), 1);
-    EXPECT_EQ(RowLabels(*frame3, 0), (std::vector<int>{Row(0), Row(1), Row(2), Row(3)}));
 }
 
 // ------------------------------------------------------------ list mix
