@@ -17,9 +17,10 @@ TEST(MemoryHost, SurfacesOfEveryPackedFormatHavePaddedPitchAndTheirPlanes) {
         unsigned char depth;
         int lineBytesPer16;  // bytes of a 16-pixel line
     };
-    for (const Case& f : {Case{PixelFormat_BGRA4444, 8, 64}, {PixelFormat_BGRA4444, 16, 64},
-                          {PixelFormat_VUYA4444, 8, 64}, {PixelFormat_VUYA4444, 16, 64}, {PixelFormat_UYVY422, 8, 32},
-                          {PixelFormat_UYVY422, 16, 64}, {PixelFormat_YUYVA422, 8, 32}, {PixelFormat_YUYVA422, 16, 64}}) {
+    const Case cases[] = {{PixelFormat_BGRA4444, 8, 64}, {PixelFormat_BGRA4444, 16, 64}, {PixelFormat_VUYA4444, 8, 64},
+                          {PixelFormat_VUYA4444, 16, 64}, {PixelFormat_UYVY422, 8, 32},   {PixelFormat_UYVY422, 16, 64},
+                          {PixelFormat_YUYVA422, 8, 32},  {PixelFormat_YUYVA422, 16, 64}};
+    for (const Case& f : cases) {
         SCOPED_TRACE(testing::Message() << "format " << f.format << " depth " << int(f.depth));
         CLyMemorySurface* s = CLyMemorySurface::Create(MakeCreateDesc(17, 5, f.format, f.depth, -3, 40));
         ASSERT_NE(s, nullptr);
@@ -96,7 +97,8 @@ TEST(RecordingHost, LogsCallsInOrderAndEndsReferences) {
     EXPECT_EQ(s->SyncReferences(), 0);
     EXPECT_EQ(s->SyncWaits(), 1);
     EXPECT_TRUE(lytest::LocksBalanced());
-    EXPECT_EQ(lytest::CallLogText(), "a.GetDescription a.Lock a.Unlock a.GetSyncObject a.sync.Wait(1000) a.sync.Release");
+    EXPECT_EQ(lytest::CallLogText(),
+              "a.GetDescription a.Lock a.Unlock a.GetSyncObject a.sync.Wait(1000) a.sync.Release");
     s->Release();
 
     lytest::RecordingPool* pool = lytest::RecordingPool::Create("pool");

@@ -47,8 +47,10 @@ std::vector<unsigned char> ExpectedCopy(Format f, const std::vector<unsigned cha
     const int planes = f.format == PixelFormat_YUYVA422 ? 2 : 1;
     for (int plane = 0; plane < planes; ++plane)
         for (int y = a.top; y < a.bottom; ++y) {
-            const size_t so = size_t(sPitch) * (y - s.top + plane * (s.bottom - s.top)) + ColumnBytes(f, a.left - s.left);
-            const size_t dO = size_t(dPitch) * (y - d.top + plane * (d.bottom - d.top)) + ColumnBytes(f, a.left - d.left);
+            const size_t so =
+                size_t(sPitch) * (y - s.top + plane * (s.bottom - s.top)) + ColumnBytes(f, a.left - s.left);
+            const size_t dO =
+                size_t(dPitch) * (y - d.top + plane * (d.bottom - d.top)) + ColumnBytes(f, a.left - d.left);
             std::memcpy(dst.data() + dO, src.data() + so, bytes);
         }
     return dst;
@@ -109,7 +111,8 @@ TEST(CopySurface, MixedFormatsAndNullBitsStayInsideTheRows) {
     HostRef<RecordingSurface> src(MakeSurface("src", {PixelFormat_BGRA4444, 8}, {0, 0, 16, 4}));
     HostRef<RecordingSurface> dst(MakeSurface("dst", {PixelFormat_UYVY422, 8}, {4, 0, 20, 4}));
     auto expected = MemoryOf(dst.get());
-    for (int y = 0; y < 4; ++y) std::memcpy(expected.data() + y * dst->Pitch(), src->Bits() + y * src->Pitch() + 16, 32);
+    for (int y = 0; y < 4; ++y)
+        std::memcpy(expected.data() + y * dst->Pitch(), src->Bits() + y * src->Pitch() + 16, 32);
     ASSERT_EQ(LySurfaceUtils::CopySurface(src.get(), dst.get()), 1);
     EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
 
@@ -179,7 +182,8 @@ TEST(ClearSurface, RefusalsAndNullArea) {
     for (RECT* area : {&outside, &empty, &negative})
         EXPECT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Black, 255, area), 0);
     EXPECT_EQ(LySurfaceUtils::ClearSurface(nullptr, FixedColor_Black, 255, &outside) +
-                  LySurfaceUtils::ClearSurface(nullptr, FixedColor_Black, 255) + LySurfaceUtils::ClearSurface(nullptr, 0u),
+                  LySurfaceUtils::ClearSurface(nullptr, FixedColor_Black, 255) +
+                  LySurfaceUtils::ClearSurface(nullptr, 0u),
               0);
     EXPECT_TRUE(lytest::NothingLocked());
     EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(s.get())));
@@ -226,7 +230,8 @@ TEST(CloneSurface, CopiesThroughThePoolAndKeepsTheCustomAspectQuirk) {
     lytest::ClearCallLog();
     ASSERT_EQ(LySurfaceUtils::CloneSurface(src.get(), pool.get(), &out), 1);
     out->Release();
-    EXPECT_EQ(lytest::CallsContaining("SetAspectRatio"), std::vector<std::string>{"pool.new2.SetAspectRatio(3,720,288)"});
+    EXPECT_EQ(lytest::CallsContaining("SetAspectRatio"),
+              std::vector<std::string>{"pool.new2.SetAspectRatio(3,720,288)"});
 }
 
 TEST(CloneSurface, NullPoolAndFailingPoolReportTheOutPointer) {
@@ -279,7 +284,8 @@ TEST(ConvertSurfaceFormat, EveryPairEqualsItsConverterAndRefusesTheRest) {
                 if (sf == PixelFormat_YUYVA422) result = 0;
                 else if (sf == 1 && tf == 2) BGRA4444ToVUYA4444(sl.bits, sp, e, tp, depth, td.colorimetry, w, h);
                 else if (sf == 1 && tf == 3) BGRA4444ToUYVY422(sl.bits, sp, e, tp, depth, td.colorimetry, w, h);
-                else if (sf == 1 && tf == 7) BGRA4444ToYUYVA422(sl.bits, sp, e, tp, ea, tp, depth, td.colorimetry, w, h);
+                else if (sf == 1 && tf == 7)
+                    BGRA4444ToYUYVA422(sl.bits, sp, e, tp, ea, tp, depth, td.colorimetry, w, h);
                 else if (sf == 2 && tf == 1) VUYA4444ToBGRA4444(sl.bits, sp, e, tp, depth, sd.colorimetry, w, h);
                 else if (sf == 2 && tf == 3) VUYA4444ToUYVY422(sl.bits, sp, e, tp, depth, w, h);
                 else if (sf == 2 && tf == 7) VUYA4444ToYUYVA422(sl.bits, sp, e, tp, ea, tp, depth, w, h);
@@ -385,8 +391,8 @@ TEST(Crawl, HorizontalStripCopiesAndMixesOverTheSharedRows) {
             SLyLockSurface nullLock = d.l;
             nullLock.bits = nullptr;
             for (auto [dd, dl, from, to, extent] :
-                 {std::tuple{d.d, d.l, 71, 30, 0}, {d.d, d.l, 71, 30, -3}, {d.d, d.l, 195, 0, 10}, {d.d, d.l, 0, 35, 10},
-                  {d.d, d.l, -1, 0, 10}, {below, d.l, 0, 0, 10}, {d.d, nullLock, 0, 0, 10}})
+                 {std::tuple{d.d, d.l, 71, 30, 0}, {d.d, d.l, 71, 30, -3}, {d.d, d.l, 195, 0, 10},
+                  {d.d, d.l, 0, 35, 10}, {d.d, d.l, -1, 0, 10}, {below, d.l, 0, 0, 10}, {d.d, nullLock, 0, 0, 10}})
                 LyCrawlSurfaceUtils::Crawl_CopyHorizontal(s.d, s.l, dd, dl, from, to, extent, mix);
             EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
         }

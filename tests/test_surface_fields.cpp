@@ -18,8 +18,9 @@ using lytest::RecordingSurface;
 
 namespace {
 
-RecordingSurface* MakeSurface(const std::string& name, int width, int height, ELyPixelFormat format = PixelFormat_BGRA4444,
-                              unsigned char depth = 8, int left = 0, int top = 0) {
+RecordingSurface* MakeSurface(const std::string& name, int width, int height,
+                              ELyPixelFormat format = PixelFormat_BGRA4444, unsigned char depth = 8, int left = 0,
+                              int top = 0) {
     SLySurfaceCreateDesc d = MakeCreateDesc(width, height, format, depth, left, top);
     const int pitch = int(LyVideoUtils::GetPixelLineBytesWithPitch(format, depth, width)) + 8;
     RecordingSurface* s = RecordingSurface::Create(name, d, pitch);
@@ -147,7 +148,8 @@ TEST(AVSampleToImageBuffer, ProgressiveUsesTheFirstSurfaceAndUnpremultipliesShap
                              "frame.sync.Release frame.GetDescription frame.Lock frame.Unlock frame.SetShaped(0) "
                              "frame.Lock frame.Unlock frame.Release");
     for (int y = 0; y < 5; ++y) {
-        std::vector<unsigned char> row(before.begin() + y * frame->Pitch(), before.begin() + y * frame->Pitch() + 37 * 4);
+        std::vector<unsigned char> row(before.begin() + y * frame->Pitch(),
+                                       before.begin() + y * frame->Pitch() + 37 * 4);
         ly::UnpremultiplyRow(row.data(), 37);
         ASSERT_EQ(0, std::memcmp(buffer.data() + y * 37 * 4, row.data(), row.size())) << y;
         ASSERT_EQ(0, std::memcmp(frame->Bits() + y * frame->Pitch(), row.data(), row.size())) << y;
@@ -243,7 +245,8 @@ TEST(ImageBufferToVideoSurface, ProgressiveStopsAtTheBufferAndOddCasesBehave) {
               1);
     HostRef<RecordingSurface> s(static_cast<RecordingSurface*>(first));
     EXPECT_TRUE(RowsAre(s.get(), frame, w, 4, 1, 8, 6));
-    EXPECT_TRUE(std::all_of(s->Bits() + 6 * s->Pitch(), s->Bits() + 8 * s->Pitch(), [](unsigned char b) { return b == 0; }));
+    EXPECT_TRUE(
+        std::all_of(s->Bits() + 6 * s->Pitch(), s->Bits() + 8 * s->Pitch(), [](unsigned char b) { return b == 0; }));
 
     // A row wider than the buffer right of the column is cut at the buffer's edge.
     ASSERT_EQ(LySurfaceUtils::ImageBufferToVideoSurface(frame.data(), w, h, CRect(15, 0, 20, 10), d, pool.get(),
@@ -324,13 +327,15 @@ TEST(CopyTwoFieldToFrame, AFrameCutIntoFieldsComesBackWhole) {
             const auto before = MemoryOf(out.get());
             lytest::ClearCallLog();
             ASSERT_EQ(LySurfaceUtils::CopyTwoFieldToFrame(out.get(), f1.get(), f2.get()), 1);
-            EXPECT_EQ(CallLogText(), "frame.GetDescription " + n1 + ".GetDescription " + n2 + ".GetDescription frame.Lock " +
-                                         n1 + ".Lock " + n2 + ".Lock " + n2 + ".Unlock " + n1 + ".Unlock frame.Unlock");
+            EXPECT_EQ(CallLogText(), "frame.GetDescription " + n1 + ".GetDescription " + n2 +
+                                         ".GetDescription frame.Lock " + n1 + ".Lock " + n2 + ".Lock " + n2 +
+                                         ".Unlock " + n1 + ".Unlock frame.Unlock");
             // Rows come back; an odd height's last row has no field row and
             // stays, like the padding after each row.
             auto expected = before;
             for (int y = 0; y < height / 2 * 2; ++y)
-                std::memcpy(expected.data() + y * out->Pitch(), frame.data() + (size_t(y) * bufferWidth + 6) * 4, w * 4);
+                std::memcpy(expected.data() + y * out->Pitch(), frame.data() + (size_t(y) * bufferWidth + 6) * 4,
+                            w * 4);
             EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(out.get())));
         }
 }

@@ -56,7 +56,9 @@ RecordingMask* MakeMask(const std::string& name, const RECT& r) {
 
 void MakeField(RecordingSurface& s, ELyScanMode scan, ELyPolarity polarity) { s.Memory().SetFieldInfo(scan, polarity); }
 
-Bytes MaskBytes(RecordingMask& m) { return Bytes(m.Bits(), m.Bits() + static_cast<size_t>(m.Pitch()) * Height(m.Memory().Rect())); }
+Bytes MaskBytes(RecordingMask& m) {
+    return Bytes(m.Bits(), m.Bits() + static_cast<size_t>(m.Pitch()) * Height(m.Memory().Rect()));
+}
 
 RECT Intersection(const RECT& a, const RECT& b) {
     return RECT{std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
@@ -72,7 +74,8 @@ unsigned char* At(Bytes& bytes, int pitch, const RECT& placed, const RECT& area,
 
 // The whole memory of `s` (placed at `placed`) equals `expected`, and no
 // byte outside the pixels of `area` differs from `before`.
-void ExpectWritten(RecordingSurface& s, const Bytes& before, const Bytes& expected, const RECT& placed, const RECT& area) {
+void ExpectWritten(RecordingSurface& s, const Bytes& before, const Bytes& expected, const RECT& placed,
+                   const RECT& area) {
     const Bytes after = MemoryOf(&s);
     EXPECT_TRUE(lytest::SameBytes(expected, after));
     for (size_t i = 0; i < after.size(); ++i) {
@@ -193,7 +196,8 @@ TEST(SurfaceMixPlacement, MaskOperationsWorkWhereSurfacesAndMaskOverlap) {
                 EXPECT_EQ(MixSurfaceWithMaskAlpha(first.get(), mask.get(), second.get()), Empty(area) ? 0 : 1);
                 if (!Empty(area))
                     LyPixelUtils::MixColorWithMaskAlpha(At(firstBefore, first->Pitch(), c.first, area), first->Pitch(),
-                                                        m(), mask->Pitch(), e(), second->Pitch(), Width(area), Height(area));
+                                                        m(), mask->Pitch(), e(), second->Pitch(), Width(area),
+                                                        Height(area));
             }
             EXPECT_EQ(Empty(area), lytest::NothingLocked());
             ExpectWritten(*second, before, expected, c.second, area);
@@ -285,10 +289,12 @@ TEST(SurfaceMixPlacement, MixesNeedFourBytePixelsWhileCopiesTakeAnySize) {
         Surface a(MakeSurface("from", c.placedFrom, 6, c.from)), b(MakeSurface("to", c.placedTo, 2, c.to));
         const Bytes fromBytes = MemoryOf(a.get());
         Bytes expected = MemoryOf(b.get());
-        const int fromRow = std::max(0, c.placedTo.top - c.placedFrom.top), toRow = std::max(0, c.placedFrom.top - c.placedTo.top);
+        const int fromRow = std::max(0, c.placedTo.top - c.placedFrom.top),
+                  toRow = std::max(0, c.placedFrom.top - c.placedTo.top);
         for (int y = 0; y < c.rows; ++y)
             std::memcpy(expected.data() + static_cast<ptrdiff_t>(b->Pitch()) * (y + toRow) + c.toColumnBytes,
-                        fromBytes.data() + static_cast<ptrdiff_t>(a->Pitch()) * (y + fromRow) + c.fromColumnBytes, c.bytes);
+                        fromBytes.data() + static_cast<ptrdiff_t>(a->Pitch()) * (y + fromRow) + c.fromColumnBytes,
+                        c.bytes);
         EXPECT_EQ(MixPlaySurface(a.get(), nullptr, b.get(), nullptr, 1, 1.0, nullptr), 1);
         EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(b.get())));
     }
