@@ -1,7 +1,6 @@
 #include "surface_support.h"
 
 #include <map>
-#include <sstream>
 
 #include "LyVideoUtils.h"
 #include "test_support.h"
@@ -13,25 +12,6 @@ std::vector<std::string>& CallLog() {
     return log;
 }
 
-namespace {
-
-void Log(const std::string& entry) { CallLog().push_back(entry); }
-
-constexpr int32_t kNoInterface = static_cast<int32_t>(0x80004002u);
-
-bool EndsWith(const std::string& s, const std::string& tail) {
-    return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-}  // namespace
-
-std::vector<std::string> CallsStartingWith(const std::string& prefix) {
-    std::vector<std::string> out;
-    for (const std::string& e : CallLog())
-        if (e.rfind(prefix, 0) == 0) out.push_back(e);
-    return out;
-}
-
 std::vector<std::string> CallsContaining(const std::string& part) {
     std::vector<std::string> out;
     for (const std::string& e : CallLog())
@@ -40,83 +20,73 @@ std::vector<std::string> CallsContaining(const std::string& part) {
 }
 
 std::string CallLogText() {
-    std::ostringstream o;
-    for (size_t i = 0; i < CallLog().size(); ++i) o << (i ? " " : "") << CallLog()[i];
-    return o.str();
+    std::string text;
+    for (const std::string& e : CallLog()) text += (text.empty() ? "" : " ") + e;
+    return text;
 }
+
+namespace {
+
+// The object an entry "<object>.<call>" names when `call` is its call.
+std::optional<std::string> ObjectOf(const std::string& entry, const std::string& call) {
+    const std::string tail = "." + call;
+    if (entry.size() < tail.size() || entry.compare(entry.size() - tail.size(), tail.size(), tail) != 0)
+        return std::nullopt;
+    return entry.substr(0, entry.size() - tail.size());
+}
+
+}  // namespace
 
 bool NothingLocked() {
     for (const std::string& e : CallLog())
-        if (EndsWith(e, ".Lock")) return false;
+        if (ObjectOf(e, "Lock")) return false;
     return true;
 }
 
 bool LocksBalanced() {
     std::map<std::string, int> depth;
     for (const std::string& e : CallLog()) {
-        if (EndsWith(e, ".Lock")) {
-            ++depth[e.substr(0, e.size() - 5)];
-        } else if (EndsWith(e, ".Unlock")) {
-            if (--depth[e.substr(0, e.size() - 7)] < 0) return false;
-        }
+        if (auto o = ObjectOf(e, "Lock")) ++depth[*o];
+        if (auto o = ObjectOf(e, "Unlock"); o && --depth[*o] < 0) return false;
     }
     for (const auto& [name, d] : depth)
         if (d != 0) return false;
     return true;
 }
 
-// ------------------------------------------------------------ sync
-
-// One handed-out sync object: logs and counts, forwarding to the memory
-// surface's own object.
-class RecordingSync final : public ILySyncObject {
+// One handed-out sync object, counting into its surface's counters and
+// forwarding to the memory surface's own object.
+class RecordingSync final : public Recorded<RecordingSync, ILySyncObject> {
 public:
     RecordingSync(std::string name, ILySyncObject* inner, std::shared_ptr<RecordingSurface::SyncCounters> counters)
-        : name_(std::move(name)), inner_(inner), counters_(std::move(counters)) {
+        : inner_(inner), counters_(std::move(counters)) {
+        name_ = std::move(name);
         ++counters_->references;
     }
-    int32_t QueryInterface(const void*, void** object) override {
-        if (object) *object = nullptr;
-        return kNoInterface;
-    }
+    ~RecordingSync() { inner_->Release(); }
     uint32_t AddRef() override {
-        Log(name_ + ".AddRef");
         ++counters_->references;
-        return ++refs_;
+        return Recorded::AddRef();
     }
     uint32_t Release() override {
-        Log(name_ + ".Release");
         --counters_->references;
-        const uint32_t left = --refs_;
-        if (left == 0) {
-            inner_->Release();
-            delete this;
-        }
-        return left;
+        return Recorded::Release();
     }
-    void HostReserved3() override {}
     void HostReserved4() override {}
     int Wait(uint32_t milliseconds) override {
-        Log(name_ + ".Wait(" + std::to_string(milliseconds) + ")");
+        LogCall(name_ + ".Wait(" + std::to_string(milliseconds) + ")");
         ++counters_->waits;
         return inner_->Wait(milliseconds);
     }
 
 private:
-    ~RecordingSync() = default;
-    std::string name_;
     ILySyncObject* inner_;
     std::shared_ptr<RecordingSurface::SyncCounters> counters_;
-    uint32_t refs_ = 1;
 };
-
-// ------------------------------------------------------------ surface
 
 RecordingSurface* RecordingSurface::Create(const std::string& name, const SLySurfaceCreateDesc& description,
                                            int pitch) {
-    LyMemoryHost::CLyMemorySurface* m = LyMemoryHost::CLyMemorySurface::Create(description, pitch);
-    if (!m) return nullptr;
-    return Wrap(name, m);
+    return Wrap(name, LyMemoryHost::CLyMemorySurface::Create(description, pitch));
 }
 
 RecordingSurface* RecordingSurface::Wrap(const std::string& name, LyMemoryHost::CLyMemorySurface* surface) {
@@ -127,42 +97,21 @@ RecordingSurface* RecordingSurface::Wrap(const std::string& name, LyMemoryHost::
     return s;
 }
 
-RecordingSurface::~RecordingSurface() {
-    if (memory_) memory_->Release();
-}
-
-int32_t RecordingSurface::QueryInterface(const void*, void** object) {
-    Log(name_ + ".QueryInterface");
-    if (object) *object = nullptr;
-    return kNoInterface;
-}
-
-uint32_t RecordingSurface::AddRef() {
-    Log(name_ + ".AddRef");
-    return ++refs_;
-}
-
-uint32_t RecordingSurface::Release() {
-    Log(name_ + ".Release");
-    const uint32_t left = --refs_;
-    if (left == 0) delete this;
-    return left;
-}
-
 int RecordingSurface::SetAspectRatio(ELyAspectRatio kind, int x, int y) {
-    Log(name_ + ".SetAspectRatio(" + std::to_string(int(kind)) + "," + std::to_string(x) + "," + std::to_string(y) +
-        ")");
+    LogCall(name_ + ".SetAspectRatio(" + std::to_string(int(kind)) + "," + std::to_string(x) + "," +
+            std::to_string(y) + ")");
     return memory_->SetAspectRatio(kind, x, y);
 }
 
 int RecordingSurface::SetShaped(int shaped) {
-    Log(name_ + ".SetShaped(" + std::to_string(shaped) + ")");
+    LogCall(name_ + ".SetShaped(" + std::to_string(shaped) + ")");
     if (descriptionOverride_) descriptionOverride_->shaped = shaped;
     return memory_->SetShaped(shaped);
 }
 
 int RecordingSurface::GetDescription(SLySurfaceDescription* description) {
-    Log(name_ + ".GetDescription");
+    LogCall(name_ + ".GetDescription");
+    if (hook_) hook_("GetDescription");
     if (descriptionOverride_ && description) {
         *description = *descriptionOverride_;
         return 1;
@@ -171,65 +120,37 @@ int RecordingSurface::GetDescription(SLySurfaceDescription* description) {
 }
 
 int RecordingSurface::Lock(int flags, SLyLockSurface* lock) {
-    Log(name_ + ".Lock");
+    LogCall(name_ + ".Lock");
     ++lockDepth_;
-    int result = memory_->Lock(flags, lock);
+    const int result = memory_->Lock(flags, lock);
     if (lockBits_ && lock) lock->bits = *lockBits_;
-    if (lockResult_) result = *lockResult_;
-    return result;
+    return lockResult_ ? *lockResult_ : result;
 }
 
 int RecordingSurface::Unlock(int flags) {
-    Log(name_ + ".Unlock");
+    LogCall(name_ + ".Unlock");
     --lockDepth_;
-    return memory_->Unlock(flags);
+    const int result = memory_->Unlock(flags);
+    if (hook_) hook_("Unlock");
+    return result;
 }
 
 double RecordingSurface::GetPixelAspectRatio() {
-    Log(name_ + ".GetPixelAspectRatio");
+    LogCall(name_ + ".GetPixelAspectRatio");
     if (descriptionOverride_) return LyVideoUtils::GetPixelAspectRatio(*descriptionOverride_);
     return memory_->GetPixelAspectRatio();
 }
 
 int RecordingSurface::GetSyncObject(ILySyncObject** object) {
-    Log(name_ + ".GetSyncObject");
-    if (!object) return 0;
-    if (noSync_) return 0;
+    LogCall(name_ + ".GetSyncObject");
     ILySyncObject* inner = nullptr;
-    memory_->GetSyncObject(&inner);
-    if (!inner) return 0;
+    if (!object || !memory_->GetSyncObject(&inner) || !inner) return 0;
     *object = new RecordingSync(name_ + ".sync", inner, sync_);
     return 1;
 }
 
-// ------------------------------------------------------------ pool
-
-RecordingPool* RecordingPool::Create(const std::string& name, int extraPitch) {
-    RecordingPool* p = new RecordingPool();
-    p->name_ = name;
-    p->extraPitch_ = extraPitch;
-    return p;
-}
-
-int32_t RecordingPool::QueryInterface(const void*, void** object) {
-    if (object) *object = nullptr;
-    return kNoInterface;
-}
-
-uint32_t RecordingPool::AddRef() {
-    Log(name_ + ".AddRef");
-    return ++refs_;
-}
-
-uint32_t RecordingPool::Release() {
-    Log(name_ + ".Release");
-    const uint32_t left = --refs_;
-    if (left == 0) delete this;
-    return left;
-}
-
 int RecordingPool::CreateSurface(int flags, const SLySurfaceCreateDesc* description, ILyVideoSurface** surface) {
-    Log(name_ + ".CreateSurface");
+    LogCall(name_ + ".CreateSurface");
     ++calls_;
     if (description) requests_.push_back(*description);
     if (!surface) return 0;
@@ -245,8 +166,6 @@ int RecordingPool::CreateSurface(int flags, const SLySurfaceCreateDesc* descript
     return 1;
 }
 
-// ------------------------------------------------------------ mask
-
 RecordingMask* RecordingMask::Create(const std::string& name, const RECT& rect, int pitch) {
     LyMemoryHost::CLyMemoryMaskSurface* m = LyMemoryHost::CLyMemoryMaskSurface::Create(rect, pitch);
     if (!m) return nullptr;
@@ -255,91 +174,6 @@ RecordingMask* RecordingMask::Create(const std::string& name, const RECT& rect, 
     r->memory_ = m;
     return r;
 }
-
-RecordingMask::~RecordingMask() {
-    if (memory_) memory_->Release();
-}
-
-int32_t RecordingMask::QueryInterface(const void*, void** object) {
-    if (object) *object = nullptr;
-    return kNoInterface;
-}
-
-uint32_t RecordingMask::AddRef() {
-    Log(name_ + ".AddRef");
-    return ++refs_;
-}
-
-uint32_t RecordingMask::Release() {
-    Log(name_ + ".Release");
-    const uint32_t left = --refs_;
-    if (left == 0) delete this;
-    return left;
-}
-
-int RecordingMask::GetRect(RECT* rect) {
-    Log(name_ + ".GetRect");
-    return memory_->GetRect(rect);
-}
-
-int RecordingMask::Lock(SLyLockSurface* lock) {
-    Log(name_ + ".Lock");
-    ++lockDepth_;
-    const int result = memory_->Lock(lock);
-    if (lockBits_ && lock) lock->bits = *lockBits_;
-    return result;
-}
-
-int RecordingMask::Unlock() {
-    Log(name_ + ".Unlock");
-    --lockDepth_;
-    return memory_->Unlock();
-}
-
-// ------------------------------------------------------------ sample
-
-RecordingSample* RecordingSample::Create(const std::string& name, std::vector<ILyVideoSurface*> surfaces) {
-    RecordingSample* s = new RecordingSample();
-    s->name_ = name;
-    for (ILyVideoSurface* v : surfaces)
-        if (v) v->AddRef();
-    s->surfaces_ = std::move(surfaces);
-    return s;
-}
-
-RecordingSample::~RecordingSample() {
-    for (ILyVideoSurface* v : surfaces_)
-        if (v) v->Release();
-}
-
-int32_t RecordingSample::QueryInterface(const void*, void** object) {
-    if (object) *object = nullptr;
-    return kNoInterface;
-}
-
-uint32_t RecordingSample::AddRef() {
-    Log(name_ + ".AddRef");
-    return ++refs_;
-}
-
-uint32_t RecordingSample::Release() {
-    Log(name_ + ".Release");
-    const uint32_t left = --refs_;
-    if (left == 0) delete this;
-    return left;
-}
-
-int RecordingSample::GetSurfaces(std::vector<ILyVideoSurface*>& surfaces) {
-    Log(name_ + ".GetSurfaces");
-    if (fail_) return 0;
-    for (ILyVideoSurface* v : surfaces_) {
-        if (v) v->AddRef();
-        surfaces.push_back(v);
-    }
-    return 1;
-}
-
-// ------------------------------------------------------------ helpers
 
 void FillMemoryRandom(RecordingSurface* s) { FillRandom(s->Bits(), s->Memory().ByteSize()); }
 
@@ -356,7 +190,6 @@ SLySurfaceCreateDesc MakeCreateDesc(int width, int height, ELyPixelFormat format
     d.top = top;
     d.colorimetry = Colorimetry_BT709;
     d.aspectRatio = AspectRatio_16_9;
-    d.reserved = 0;
     return d;
 }
 

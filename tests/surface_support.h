@@ -4,8 +4,8 @@
 // A recording host for the surface tests: wrappers around the in-memory host
 // objects that write every interface call into one global ordered log, so a
 // test can prove lock and unlock order and balance, that a refusal locks
-// nothing, and where references end. Each wrapper has a name; the log reads
-// like "dst.Lock", "src.Unlock", "dst.sync.Wait(1000)", "pool.CreateSurface".
+// nothing, and where references end. The log reads like "dst.Lock
+// src.Unlock dst.sync.Wait(1000) pool.CreateSurface".
 
 #include <functional>
 #include <memory>
@@ -18,40 +18,54 @@
 
 namespace lytest {
 
-// ------------------------------------------------------------ the log
-
 std::vector<std::string>& CallLog();
 inline void ClearCallLog() { CallLog().clear(); }
-// Entries of the log that start with `prefix` (for example "dst." or ".Lock"
-// anywhere with Containing), in order.
-std::vector<std::string> CallsStartingWith(const std::string& prefix);
+inline void LogCall(const std::string& entry) { CallLog().push_back(entry); }
 std::vector<std::string> CallsContaining(const std::string& part);
-// The log as one line, for failure messages.
+// The log as one line, entries separated by single spaces.
 std::string CallLogText();
-// True when no Lock appears in the log (of a surface or a mask).
+// No Lock of a surface or mask in the log.
 bool NothingLocked();
-// True when every object's Lock count equals its Unlock count.
+// Every object's Lock count equals its Unlock count, never going negative.
 bool LocksBalanced();
 
-// ------------------------------------------------------------ surfaces
+// Named, reference-counted, logging base of every recording object; it
+// deletes itself with the last reference.
+template <class Self, class Interface>
+class Recorded : public Interface {
+public:
+    int32_t QueryInterface(const void*, void** object) override {
+        if (object) *object = nullptr;
+        return static_cast<int32_t>(0x80004002u);
+    }
+    uint32_t AddRef() override {
+        LogCall(name_ + ".AddRef");
+        return ++refs_;
+    }
+    uint32_t Release() override {
+        LogCall(name_ + ".Release");
+        const uint32_t left = --refs_;
+        if (left == 0) delete static_cast<Self*>(this);
+        return left;
+    }
+    void HostReserved3() override {}
+    uint32_t References() const { return refs_; }
+    const std::string& Name() const { return name_; }
 
-class RecordingSync;
+protected:
+    std::string name_;
+    uint32_t refs_ = 1;
+};
 
-// Wraps a CLyMemorySurface. Logged: "<name>.<Call>" for AddRef, Release,
-// SetAspectRatio(k,x,y), SetShaped(f), GetDescription, Lock, Unlock,
-// GetPixelAspectRatio, GetSyncObject. References are the wrapper's own; the
-// memory surface goes with the last one.
-class RecordingSurface final : public ILyVideoSurface {
+// Wraps a CLyMemorySurface; its sync objects are logged as "<name>.sync".
+class RecordingSurface final : public Recorded<RecordingSurface, ILyVideoSurface> {
 public:
     // Null when the memory host refuses the description.
     static RecordingSurface* Create(const std::string& name, const SLySurfaceCreateDesc& description, int pitch = 0);
-    // Wraps an existing memory surface, taking over the caller's reference.
+    // Takes over the caller's reference to `surface`.
     static RecordingSurface* Wrap(const std::string& name, LyMemoryHost::CLyMemorySurface* surface);
+    ~RecordingSurface() { memory_->Release(); }
 
-    int32_t QueryInterface(const void* iid, void** object) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
-    void HostReserved3() override {}
     void HostReserved4() override {}
     int SetAspectRatio(ELyAspectRatio kind, int x, int y) override;
     void HostReserved6() override {}
@@ -67,147 +81,124 @@ public:
     double GetPixelAspectRatio() override;
     int GetSyncObject(ILySyncObject** object) override;
 
-    // Test controls.
-    // Lock reports these bits (null included) instead of the memory's.
-    void SetLockBits(std::optional<unsigned char*> bits) { lockBits_ = bits; }
-    // Lock returns this instead of the memory host's result.
-    void SetLockResult(std::optional<int> result) { lockResult_ = result; }
+    // Test controls: Lock reports these bits (null included) or this result;
     // GetDescription reports this record (the memory is not changed).
+    void SetLockBits(std::optional<unsigned char*> bits) { lockBits_ = bits; }
+    void SetLockResult(std::optional<int> result) { lockResult_ = result; }
     void SetDescriptionOverride(std::optional<SLySurfaceDescription> d) { descriptionOverride_ = d; }
-    // GetSyncObject hands out nothing.
-    void SetNoSyncObject(bool none) { noSync_ = none; }
+    // Called with "GetDescription" and "Unlock" as they happen.
+    void OnCall(std::function<void(const std::string&)> hook) { hook_ = std::move(hook); }
 
     LyMemoryHost::CLyMemorySurface& Memory() { return *memory_; }
     unsigned char* Bits() { return memory_->Bits(); }
     int Pitch() const { return memory_->Pitch(); }
-    const std::string& Name() const { return name_; }
-    uint32_t References() const { return refs_; }
     int LockDepth() const { return lockDepth_; }
     // Waits on the handed-out sync objects and their outstanding references.
-    int SyncWaits() const { return sync_->waits; }
-    int SyncReferences() const { return sync_->references; }
-
     struct SyncCounters {
         int waits = 0;
         int references = 0;
     };
+    int SyncWaits() const { return sync_->waits; }
+    int SyncReferences() const { return sync_->references; }
 
 private:
-    friend class RecordingSync;
-    RecordingSurface() = default;
-    ~RecordingSurface();
-    std::string name_;
     LyMemoryHost::CLyMemorySurface* memory_ = nullptr;
-    uint32_t refs_ = 1;
     int lockDepth_ = 0;
     std::shared_ptr<SyncCounters> sync_ = std::make_shared<SyncCounters>();
     std::optional<unsigned char*> lockBits_;
     std::optional<int> lockResult_;
     std::optional<SLySurfaceDescription> descriptionOverride_;
-    bool noSync_ = false;
+    std::function<void(const std::string&)> hook_;
 };
 
-// Makes RecordingSurfaces named "<name>.new1", "<name>.new2"... Logged:
-// "<name>.CreateSurface". Created surfaces are kept (with their own
-// reference held by the test through Created()) only as pointers: the pool
-// holds no reference to them.
-class RecordingPool final : public ILyVideoSurfacePool {
+// Makes RecordingSurfaces named "<name>.new<call>" and keeps no reference.
+class RecordingPool final : public Recorded<RecordingPool, ILyVideoSurfacePool> {
 public:
-    static RecordingPool* Create(const std::string& name, int extraPitch = 0);
-
-    int32_t QueryInterface(const void* iid, void** object) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
-    void HostReserved3() override {}
+    static RecordingPool* Create(const std::string& name, int extraPitch = 0) {
+        RecordingPool* p = new RecordingPool();
+        p->name_ = name;
+        p->extraPitch_ = extraPitch;
+        return p;
+    }
     int CreateSurface(int flags, const SLySurfaceCreateDesc* description, ILyVideoSurface** surface) override;
-
     // CreateSurface call number `call` (1-based) fails with result 0.
     void FailCall(int call) { failCall_ = call; }
-    // The records passed to CreateSurface, in order.
     const std::vector<SLySurfaceCreateDesc>& Requests() const { return requests_; }
-    uint32_t References() const { return refs_; }
 
 private:
-    RecordingPool() = default;
-    ~RecordingPool() = default;
-    std::string name_;
-    uint32_t refs_ = 1;
     int extraPitch_ = 0;
     int calls_ = 0;
     int failCall_ = 0;
     std::vector<SLySurfaceCreateDesc> requests_;
 };
 
-// Wraps a CLyMemoryMaskSurface. Logged: "<name>.GetRect", ".Lock", ".Unlock",
-// ".AddRef", ".Release".
-class RecordingMask final : public ILyMaskSurface {
+// Wraps a CLyMemoryMaskSurface.
+class RecordingMask final : public Recorded<RecordingMask, ILyMaskSurface> {
 public:
     static RecordingMask* Create(const std::string& name, const RECT& rect, int pitch = 0);
-
-    int32_t QueryInterface(const void* iid, void** object) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
-    void HostReserved3() override {}
+    ~RecordingMask() { memory_->Release(); }
     void HostReserved4() override {}
     void HostReserved5() override {}
-    int GetRect(RECT* rect) override;
+    int GetRect(RECT* rect) override {
+        LogCall(name_ + ".GetRect");
+        return memory_->GetRect(rect);
+    }
     void HostReserved7() override {}
-    int Lock(SLyLockSurface* lock) override;
-    int Unlock() override;
-
-    void SetLockBits(std::optional<unsigned char*> bits) { lockBits_ = bits; }
+    int Lock(SLyLockSurface* lock) override {
+        LogCall(name_ + ".Lock");
+        return memory_->Lock(lock);
+    }
+    int Unlock() override {
+        LogCall(name_ + ".Unlock");
+        return memory_->Unlock();
+    }
     LyMemoryHost::CLyMemoryMaskSurface& Memory() { return *memory_; }
     unsigned char* Bits() { return memory_->Bits(); }
     int Pitch() const { return memory_->Pitch(); }
-    uint32_t References() const { return refs_; }
-    int LockDepth() const { return lockDepth_; }
 
 private:
-    RecordingMask() = default;
-    ~RecordingMask();
-    std::string name_;
     LyMemoryHost::CLyMemoryMaskSurface* memory_ = nullptr;
-    uint32_t refs_ = 1;
-    int lockDepth_ = 0;
-    std::optional<unsigned char*> lockBits_;
 };
 
-// A sample over any surfaces (it holds one reference to each). Logged:
-// "<name>.GetSurfaces", ".AddRef", ".Release".
-class RecordingSample final : public ILyAVSample {
+// A sample over any surfaces, holding one reference to each.
+class RecordingSample final : public Recorded<RecordingSample, ILyAVSample> {
 public:
-    static RecordingSample* Create(const std::string& name, std::vector<ILyVideoSurface*> surfaces);
-
-    int32_t QueryInterface(const void* iid, void** object) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
-    void HostReserved3() override {}
+    static RecordingSample* Create(const std::string& name, std::vector<ILyVideoSurface*> surfaces) {
+        RecordingSample* s = new RecordingSample();
+        s->name_ = name;
+        for (ILyVideoSurface* v : surfaces)
+            if (v) v->AddRef();
+        s->surfaces_ = std::move(surfaces);
+        return s;
+    }
+    ~RecordingSample() {
+        for (ILyVideoSurface* v : surfaces_)
+            if (v) v->Release();
+    }
     void HostReserved4() override {}
     void HostReserved5() override {}
-    int GetSurfaces(std::vector<ILyVideoSurface*>& surfaces) override;
-
-    // GetSurfaces returns 0 (appending nothing).
+    int GetSurfaces(std::vector<ILyVideoSurface*>& surfaces) override {
+        LogCall(name_ + ".GetSurfaces");
+        if (fail_) return 0;
+        for (ILyVideoSurface* v : surfaces_) {
+            if (v) v->AddRef();
+            surfaces.push_back(v);
+        }
+        return 1;
+    }
+    // GetSurfaces returns 0, appending nothing.
     void SetFail(bool fail) { fail_ = fail; }
-    uint32_t References() const { return refs_; }
 
 private:
-    RecordingSample() = default;
-    ~RecordingSample();
-    std::string name_;
-    uint32_t refs_ = 1;
     bool fail_ = false;
     std::vector<ILyVideoSurface*> surfaces_;
 };
 
-// ------------------------------------------------------------ helpers
-
-// A creation record with everything but the geometry and format zeroed and
-// polarity/scan mode set for a whole progressive frame.
+// A whole progressive frame record with the given geometry and format.
 SLySurfaceCreateDesc MakeCreateDesc(int width, int height, ELyPixelFormat format, unsigned char bitDepth,
                                     int left = 0, int top = 0);
 
-// Every byte of a surface's memory (padding and alpha plane included), and a
-// random fill of all of it.
+// Every byte of a surface's memory (padding and alpha plane included).
 inline std::vector<unsigned char> MemoryOf(RecordingSurface* s) {
     return std::vector<unsigned char>(s->Bits(), s->Bits() + s->Memory().ByteSize());
 }
@@ -217,23 +208,16 @@ void FillMemoryRandom(RecordingSurface* s);
 template <class T>
 class HostRef {
 public:
-    HostRef() = default;
-    explicit HostRef(T* p) : p_(p) {}
+    explicit HostRef(T* p = nullptr) : p_(p) {}
     ~HostRef() { reset(); }
     HostRef(const HostRef&) = delete;
     HostRef& operator=(const HostRef&) = delete;
     T* get() const { return p_; }
     T* operator->() const { return p_; }
     T& operator*() const { return *p_; }
-    explicit operator bool() const { return p_ != nullptr; }
     void reset(T* p = nullptr) {
         if (p_) p_->Release();
         p_ = p;
-    }
-    T* release() {
-        T* p = p_;
-        p_ = nullptr;
-        return p;
     }
 
 private:
