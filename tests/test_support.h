@@ -188,8 +188,13 @@ ImageLayout SweepLayout(int width, int height, int bytesPerPixel, int layoutInde
 // its pool size, and the one-thread bytes too unless the result depends on the
 // band split; read-only images and every byte outside the images' rows must
 // stay as they were.
+// With `reference`, every run must also give the bytes it returns: the
+// written images' pixels one after another, computed from the images as they
+// are before the operation runs. Half the cases get title-like content
+// (FillTitleLike) instead of plain random bytes.
+using SweepReference = std::function<std::vector<unsigned char>(const SweepImages& before)>;
 void ExpectAllPathsAgree(const MakeSweepPlanes& makePlanes, const std::function<void(SweepImages&)>& run,
-                         bool dependsOnBands = false);
+                         bool dependsOnBands = false, const SweepReference& reference = nullptr);
 
 // Two host threads run `runA` and `runB` at once, 25 times each, on copies of
 // `startA` and `startB`: every result must equal what the same call gives
