@@ -68,22 +68,20 @@ if [ "${LYAVUTILS_SKIP_CLANG_SECTIONS:-0}" != 1 ]; then
         -DLYAVUTILS_BUILD_BENCH=OFF -DLYAVUTILS_BUILD_TOOLS=OFF -DLYAVUTILS_BUILD_SHARED=OFF \
         -DCMAKE_BUILD_TYPE=RelWithDebInfo
     cmake --build "$fuzz" -j "$jobs"
-    rm -f "$fuzz"/crash-* "$fuzz"/leak-* "$fuzz"/timeout-* "$fuzz"/oom-*
     for target in "$fuzz"/fuzz/fuzz_*; do
         [ -x "$target" ] || continue
         name=$(basename "$target")
         work="$fuzz/corpus-work/$name"
         mkdir -p "$work"
-        echo "-- $name"
-        ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-            "$target" -max_total_time="${LYAVUTILS_FUZZ_SECONDS:-15}" -print_final_stats=1 \
-            -artifact_prefix="$fuzz/" "$work" "$src/fuzz/corpus/$name" 2>&1 | grep -E '^(stat::number_of_executed_units|Done)' || true
-        # The pipe hides the fuzzer's status: look for what it leaves behind.
-        if compgen -G "$fuzz/crash-*" >/dev/null || compgen -G "$fuzz/leak-*" >/dev/null ||
-            compgen -G "$fuzz/timeout-*" >/dev/null || compgen -G "$fuzz/oom-*" >/dev/null; then
-            echo "fuzz target $name failed; inputs: $(ls "$fuzz" | grep -E '^(crash|leak|timeout|oom)-')"
+        # The corpus directory replays every regression input first.
+        if ! ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+            "$target" -max_total_time="${LYAVUTILS_FUZZ_SECONDS:-15}" -artifact_prefix="$fuzz/" \
+            "$work" "$src/fuzz/corpus/$name" >"$work.log" 2>&1; then
+            tail -n 60 "$work.log"
+            echo "fuzz target $name failed (log: $work.log)"
             exit 1
         fi
+        echo "$name: $(grep -E '^Done' "$work.log" || echo done)"
     done
 fi
 
