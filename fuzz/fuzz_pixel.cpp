@@ -1,4 +1,4 @@
-// Fills, fades, masks and channel conversions on images of exactly the bytes
+// Fills, fades, masks, channel conversions, deflicker and wipe on images of exactly the bytes
 // each call may touch, with negative pitches, mask pitch 0 and the refused
 // sizes and pointers (which must leave every buffer as it was).
 
@@ -132,17 +132,42 @@ void Channels(lyfuzz::Reader& in, const Case& c) {
     if (c.bad) LYFUZZ_CHECK(img8.Same(before8) && img32.Same(before32));
 }
 
+// Deflicker (0 for a refused call, nothing written) and the wipe, on 32-bit
+// images; the sources and the pattern are only read.
+void Filters(lyfuzz::Reader& in, const Case& c) {
+    const int w = Clip(c.w), h = Clip(c.h);
+    lyfuzz::Image a(in, 4 * w, h), b(in, 4 * w, h), pattern(in, 4 * w, h), dst(in, 4 * w, h);
+    const auto aBefore = a.Snapshot(), bBefore = b.Snapshot(), patternBefore = pattern.Snapshot(),
+               before = dst.Snapshot();
+    const bool nullSource = in.Range(0, 15) == 0;
+    lyfuzz::Environment env(in);
+    if (in.Flag()) {
+        const ELyDeflickerQuality q = static_cast<ELyDeflickerQuality>(in.Range(-1, 5));
+        const int r = DefickerImage(nullSource ? nullptr : a.top(), a.pitch(), dst.top(), dst.pitch(), c.w, c.h, q);
+        const bool refused = nullSource || q < 1 || q > 3 || c.w < 3 || c.h < 3;
+        LYFUZZ_CHECK(r == (refused ? 0 : 1));
+        if (r == 0) LYFUZZ_CHECK(dst.Same(before));
+    } else {
+        WipePatternImage(nullSource ? nullptr : a.top(), a.pitch(), b.top(), b.pitch(),
+                         in.Flag() ? pattern.top() : nullptr, pattern.pitch(), dst.top(), dst.pitch(), c.w, c.h,
+                         in.Take<uint8_t>());
+        if (c.bad || nullSource) LYFUZZ_CHECK(dst.Same(before));
+    }
+    LYFUZZ_CHECK(a.Same(aBefore) && b.Same(bBefore) && pattern.Same(patternBefore));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     lyfuzz::Reader in(data, size);
-    const int family = in.Range(0, 3);
+    const int family = in.Range(0, 4);
     const Case c = Size(in);
     switch (family) {
     case 0: Fills(in, c); break;
     case 1: Fades(in, c); break;
     case 2: Masks(in, c); break;
-    default: Channels(in, c); break;
+    case 3: Channels(in, c); break;
+    default: Filters(in, c); break;
     }
     return 0;
 }
