@@ -1,4 +1,4 @@
-// Mixing and blending: straight-alpha mixes, the two-image blend with its
+// Mixing and blending: straight-alpha mixes, cross-format overlays, the two-image blend with its
 // row-averaging modes, float accumulation and its conversion back. Buffers
 // hold exactly the bytes a call may touch (mode 3 of the blend reads the row
 // below the first image, so that image gets one more row).
@@ -32,6 +32,31 @@ void Mixes(lyfuzz::Reader& in, int w, int h) {
     }
     LYFUZZ_CHECK(src.Same(srcBefore));
     if (w < 1 || h < 1) LYFUZZ_CHECK(dst.Same(before));
+}
+
+// Overlays into a destination of another format. Rows start on a pair here:
+// with pairStart 0 a row's first sample pair begins before the row pointer.
+void Cross(lyfuzz::Reader& in, int w, int h) {
+    const int op = in.Range(0, 3);
+    const unsigned char depth = in.Range(0, 7) == 0 ? in.Take<uint8_t>() : (in.Flag() ? 16 : 8);
+    const ELyColorimetry c = static_cast<ELyColorimetry>(in.Range(-1, 3));
+    const int cw = Clip(w), ch = Clip(h);
+    const int dstBytes = op < 2 ? 4 * cw : (depth == 16 ? 4 * cw : 2 * cw);
+    lyfuzz::Image overlay(in, 4 * cw, ch), dst(in, dstBytes, ch);
+    const auto overlayBefore = overlay.Snapshot(), before = dst.Snapshot();
+    const int mode = in.Range(0, 3) - 1;
+    lyfuzz::Environment env(in);
+    switch (op) {
+    case 0: MixBGRA4444WithVUYA4444(overlay.top(), overlay.pitch(), dst.top(), dst.pitch(), c, mode, w, h); break;
+    case 1: MixVUYA4444WithBGRA4444(overlay.top(), overlay.pitch(), c, dst.top(), dst.pitch(), mode, w, h); break;
+    case 2: MixVUYA4444WithUYVY422(overlay.top(), overlay.pitch(), dst.top(), dst.pitch(), depth, 1, w, h); break;
+    default: MixBGRA4444WithUYVY422(overlay.top(), overlay.pitch(), dst.top(), dst.pitch(), depth, c, 1, w, h); break;
+    }
+    LYFUZZ_CHECK(overlay.Same(overlayBefore));
+    const bool badColorimetry = c != Colorimetry_BT601 && c != Colorimetry_BT709;
+    const bool refused = w < 1 || h < 1 || (op < 2 && (overlay.pitch() < 1 || dst.pitch() < 1 || badColorimetry)) ||
+                         (op >= 2 && depth != 8 && depth != 16) || (op == 3 && badColorimetry);
+    if (refused) LYFUZZ_CHECK(dst.Same(before));
 }
 
 struct BlendFormat {
@@ -100,12 +125,13 @@ void Accumulate(lyfuzz::Reader& in, int w, int h) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     lyfuzz::Reader in(data, size);
-    const int op = in.Range(0, 2);
+    const int op = in.Range(0, 3);
     const int w = in.Range(-1, 150), h = in.Range(-1, 20);
     switch (op) {
     case 0: Mixes(in, w, h); break;
     case 1: Blend(in, w, h); break;
-    default: Accumulate(in, w, h); break;
+    case 2: Accumulate(in, w, h); break;
+    default: Cross(in, w, h); break;
     }
     return 0;
 }
