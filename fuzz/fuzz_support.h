@@ -2,7 +2,7 @@
 #define LYAVUTILS_FUZZ_FUZZ_SUPPORT_H
 
 // Shared pieces of the fuzz targets: a front-to-back reader of the input (so
-// that regression inputs can be written by hand, see corpus/README), images
+// that regression inputs can be written by hand, see corpus/README.md), images
 // in buffers of exactly the bytes a call may touch (so AddressSanitizer sees
 // any access past them), and the environment switches: pool size,
 // instruction set and rounding mode, drawn from the input.
