@@ -121,8 +121,12 @@ void GetYUVPlanerBuffer(unsigned char* buffer, const tagSIZE& ySize, const tagSI
 void GetYUVPlanerBufferWithPitch(unsigned char* buffer, const tagSIZE& ySize, const tagSIZE& uSize,
                                  const tagSIZE& /*vSize*/, unsigned char** yPlane, unsigned char** uPlane,
                                  unsigned char** vPlane) {
-    unsigned char* u = Advance(buffer, static_cast<ptrdiff_t>((ySize.cx + 15) >> 4) * 16 * ySize.cy);
-    unsigned char* v = Advance(u, static_cast<ptrdiff_t>((uSize.cx + 15) >> 4) * 16 * uSize.cy);
+    // Rounded up in 64 bits: a width near INT_MAX must not wrap before the shift.
+    auto paddedBytes = [](const tagSIZE& s) {
+        return static_cast<ptrdiff_t>(((int64_t{s.cx} + 15) >> 4) * 16 * int64_t{s.cy});
+    };
+    unsigned char* u = Advance(buffer, paddedBytes(ySize));
+    unsigned char* v = Advance(u, paddedBytes(uSize));
     if (yPlane) *yPlane = buffer;
     if (uPlane) *uPlane = u;
     if (vPlane) *vPlane = v;

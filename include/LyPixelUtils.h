@@ -541,7 +541,9 @@ LYAVUTILS_API void BlendingImages(const unsigned char* first, int firstPitch, co
 //                n the neighbour row's value; a row without neighbour (row 0
 //                in mode 1, the last row in mode 2) adds s * h. Mode 3 reads
 //                the row below the image as the overload above does.
-// Every step in single precision, never fused. The calling thread's rounding
+// Every step in single precision, never fused. A NaN already in the
+// accumulator is kept (quieted) even when the product is a NaN too, so the
+// stored bits are the same on every processor. The calling thread's rounding
 // mode (and, on x86, its flush-to-zero and denormals-are-zero settings)
 // applies on every thread that runs a band.
 // Image rows: row r is read at image + r * S, where S is imagePitch with its

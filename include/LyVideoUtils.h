@@ -389,13 +389,17 @@ LYAVUTILS_API void AVDescriptionFRC(const SLyVideoResolution& output, SLyAudioVi
 // maps trimIn from old to new units with ConvertTrimInOut and sets trimOut =
 // min(new trimIn + trimLength, new), the sum wrapping in 32 bits; trimLength
 // is kept. Refused (props unchanged) when old is 0 (the conversion would
-// divide by zero) or a rate is outside 0..7, as in AVDescriptionFRC.
+// divide by zero) or when AVDescriptionFRC refuses the copy (a rate it looks
+// up is outside 0..7). With streamCount 0 the copy is left as it is, no rate
+// is looked up, and new equals old: the trims are still rewritten (trimOut =
+// min(trimIn + trimLength, old)), whatever the output rate.
 LYAVUTILS_API void ElementPropsFRC(const SLyVideoResolution& output, const SLyAudioVideoFileInfo& info,
                                    SLyPlayListElementProps& props);
 // The same test and re-timing, then trimIn and trimOut are mapped from new
 // units back to old ones (the opposite direction to ElementPropsFRC, on
 // purpose); trimLength is not touched. Refused (props unchanged) when new is
-// 0 or a rate is outside 0..7.
+// 0 or AVDescriptionFRC refuses the copy; with streamCount 0 the trims are
+// mapped from old units to old units, whatever the output rate.
 LYAVUTILS_API void ElementPropsAliasFRC(const SLyVideoResolution& output, const SLyAudioVideoFileInfo& info,
                                         SLyPlayListElementProps& props);
 

@@ -261,6 +261,11 @@ inline float SampleAt(const unsigned char* p, size_t i, bool signed16) {
     return static_cast<float>(static_cast<int16_t>(static_cast<uint16_t>(Load16(p + 2 * i))));
 }
 
+// A NaN already in the accumulator stays, quieted, whatever the product is:
+// when both addends are NaN the processor returns its first operand's, and
+// the compiler may put either addend first, so the choice is made here.
+constexpr uint32_t kQuietBit = 0x00400000u;
+
 // Floats [begin, end) of an accumulator row: acc += s * k, or with a
 // neighbour row acc += (s + n) * k. Every step in single precision.
 void AccRowScalar(const unsigned char* s, const unsigned char* nb, unsigned char* acc, size_t begin, size_t end,
@@ -269,14 +274,25 @@ void AccRowScalar(const unsigned char* s, const unsigned char* nb, unsigned char
         float v = SampleAt(s, i, signed16);
         if (nb) v = v + SampleAt(nb, i, signed16);
         const float product = v * k;
-        StoreF(acc + 4 * i, LoadF(acc + 4 * i) + product);
+        const float a = LoadF(acc + 4 * i);
+        if (a != a) {
+            uint32_t bits;
+            std::memcpy(&bits, &a, sizeof bits);
+            bits |= kQuietBit;
+            std::memcpy(acc + 4 * i, &bits, sizeof bits);
+        } else {
+            StoreF(acc + 4 * i, a + product);
+        }
     }
 }
 
 #if LY_X86
 inline __m128 AccAddSse2(__m128 acc, __m128 s, const __m128* nb, __m128 k) {
     if (nb) s = _mm_add_ps(s, *nb);
-    return _mm_add_ps(acc, _mm_mul_ps(s, k));
+    const __m128 sum = _mm_add_ps(acc, _mm_mul_ps(s, k));
+    const __m128 nan = _mm_cmpunord_ps(acc, acc);
+    const __m128 kept = _mm_or_ps(acc, _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(kQuietBit))));
+    return _mm_or_ps(_mm_andnot_ps(nan, sum), _mm_and_ps(nan, kept));
 }
 
 // Four floats of bytes (lane i = byte i).
@@ -326,6 +342,7 @@ size_t AccRowSse2(const unsigned char* s, const unsigned char* nb, unsigned char
 LY_TARGET_AVX2 size_t AccRowAvx2(const unsigned char* s, const unsigned char* nb, unsigned char* acc, size_t count,
                                  float k, bool signed16) {
     const __m256 kv = _mm256_set1_ps(k);
+    const __m256 quiet = _mm256_castsi256_ps(_mm256_set1_epi32(static_cast<int>(kQuietBit)));
     size_t i = 0;
     for (; i + 8 <= count; i += 8) {
         __m256 sv, nv = _mm256_setzero_ps();
@@ -343,7 +360,9 @@ LY_TARGET_AVX2 size_t AccRowAvx2(const unsigned char* s, const unsigned char* nb
         }
         if (nb) sv = _mm256_add_ps(sv, nv);
         float* a = reinterpret_cast<float*>(acc + 4 * i);
-        _mm256_storeu_ps(a, _mm256_add_ps(_mm256_loadu_ps(a), _mm256_mul_ps(sv, kv)));
+        const __m256 old = _mm256_loadu_ps(a);
+        const __m256 nan = _mm256_cmp_ps(old, old, _CMP_UNORD_Q);
+        _mm256_storeu_ps(a, _mm256_blendv_ps(_mm256_add_ps(old, _mm256_mul_ps(sv, kv)), _mm256_or_ps(old, quiet), nan));
     }
     return i;
 }

@@ -112,6 +112,15 @@ TEST(PixelAspectRatio, BroadcastFramesInEveryFormAgreeWithDisplayOverStorage) {
     EXPECT_NEAR(1.0, GetPixelAspectRatio(70000, 70000, 70000, 70000), 1e-15);  // no 32-bit wrap
 }
 
+// A field of INT_MIN rows doubles to -2^32; with a ratio or width of INT_MIN
+// the product is +2^63, one past the 64-bit range, and must keep its sign.
+TEST(PixelAspectRatio, DoubledFieldHeightAtTheIntLimits) {
+    EXPECT_EQ(0x1p63, GetPixelAspectRatio(Surface(1, INT_MIN, Polarity_First, AspectRatio_Custom, INT_MIN, 1)));
+    EXPECT_EQ(-0x1p63, GetPixelAspectRatio(Surface(-1, INT_MIN, Polarity_Second, AspectRatio_Custom, INT_MIN, 1)));
+    EXPECT_EQ(1.0, GetPixelAspectRatio(Surface(INT_MIN, INT_MIN, Polarity_Second, kUnknown)));
+    EXPECT_DOUBLE_EQ(32.0 / 9, GetPixelAspectRatio(Surface(INT_MIN, INT_MIN, Polarity_First, AspectRatio_16_9)));
+}
+
 TEST(PixelAspectRatio, SquareByDefaultAndForMissingDivisors) {
     // The enum form treats custom as square; the description form uses its ratio (above).
     EXPECT_EQ(1.0, GetPixelAspectRatio(720, 576, AspectRatio_Custom));

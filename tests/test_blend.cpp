@@ -1,4 +1,5 @@
 // LY_TEST_LABELS: threading
+#include <cstring>
 #include <cfenv>
 #include <cmath>
 #include <optional>
@@ -220,6 +221,35 @@ TEST(BlendingImagesFloat, AccumulatesFramesAndConvertsBack) {
         for (int i = 0; i < 20; ++i) ASSERT_EQ(acc[r * 20 + i], 0.5f * img.row(r)[i]);
     LyPixelUtils::ConvertFloatImage(acc.data(), 20, out.data(), out.pitch(), PixelFormat_BGRA4444, 8, 5, 2);
     for (int i = 0; i < 20; ++i) ASSERT_EQ(out.row(1)[i], int(std::nearbyint(0.5f * img.row(1)[i])));
+}
+
+// NaN in the accumulator and a NaN opacity: the accumulator's NaN stays
+// (quieted), bit for bit, on every path and at every position of a row, so
+// the stored bytes do not depend on the processor. A NaN product into a
+// number stores the product's NaN.
+TEST(BlendingImagesFloat, AccumulatorNaNWinsOverANaNProduct) {
+    auto bitsOf = [](float f) { uint32_t b; std::memcpy(&b, &f, 4); return b; };
+    auto floatOf = [](uint32_t b) { float f; std::memcpy(&f, &b, 4); return f; };
+    const float opacity = floatOf(0x7FC0BEEFu);
+    const int w = 41;  // 164 floats: every vector width and a scalar tail
+    TestImage img(w, 2, 4);
+    img.FillRandom();
+    for (ly::Isa isa : AvailableIsas()) {
+        ScopedIsa cap(isa);
+        for (int mode : {0, 1}) {
+            std::vector<float> acc(size_t{4} * w * 2);
+            for (size_t i = 0; i < acc.size(); ++i)
+                acc[i] = i % 3 == 0 ? floatOf(0x7FC00000u | uint32_t(i)) : i % 3 == 1 ? floatOf(0xFF800000u | (uint32_t(i) + 1)) : 1.0f;
+            LyPixelUtils::BlendingImages(img.data(), img.pitch(), PixelFormat_BGRA4444, 8, acc.data(), 4 * w, opacity,
+                                         w, 2, ELyBlendingMode(mode));
+            for (size_t i = 0; i < acc.size(); ++i) {
+                const uint32_t want = i % 3 == 0 ? 0x7FC00000u | uint32_t(i)
+                                      : i % 3 == 1 ? 0xFFC00000u | (uint32_t(i) + 1)
+                                                   : 0x7FC0BEEFu;
+                ASSERT_EQ(want, bitsOf(acc[i])) << IsaName(isa) << " mode " << mode << " float " << i;
+            }
+        }
+    }
 }
 
 TEST(ConvertFloatImage, RoundsAndClampsAsDocumented) {

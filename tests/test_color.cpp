@@ -31,20 +31,16 @@ std::ostream& operator<<(std::ostream& o, const Rgb& c) { return o << "(" << c.r
 
 }  // namespace
 
-TEST(ColorTables, LayoutIsTwelveTablesAndThreeOffsetEntries) {
-    const auto& t = ly::ColorTables(Colorimetry_BT601);
-    const auto* base = reinterpret_cast<const unsigned char*>(&t);
-    EXPECT_EQ(reinterpret_cast<const unsigned char*>(t.off1) - base, 6144);
-    EXPECT_EQ(reinterpret_cast<const unsigned char*>(t.fwd2) - base, 6152);
-    EXPECT_EQ(reinterpret_cast<const unsigned char*>(t.off2) - base, 12296);
-    EXPECT_EQ(reinterpret_cast<const unsigned char*>(t.fwd3) - base, 12304);
-    EXPECT_EQ(reinterpret_cast<const unsigned char*>(t.off3) - base, 18448);
-    EXPECT_EQ(reinterpret_cast<const unsigned char*>(t.inv) - base, 18456);
+// The offset entries are the studio offsets (16 for luma, 128 for chroma) in
+// six fractional bits, in the order of each layout's output bytes.
+TEST(ColorTables, OffsetEntriesAreTheStudioOffsets) {
+    constexpr int kLuma = 16 << 6, kChroma = 128 << 6;
+    static_assert(kLuma == 1024 && kChroma == 8192);
     for (int c = 0; c < 2; ++c) {
         const auto& s = ly::ColorTables(c);
-        EXPECT_EQ(std::vector<int>(s.off1, s.off1 + 4), (std::vector<int>{1024, 0, 8192, 8192}));
-        EXPECT_EQ(std::vector<int>(s.off2, s.off2 + 4), (std::vector<int>{8192, 1024, 8192, 0}));
-        EXPECT_EQ(std::vector<int>(s.off3, s.off3 + 4), (std::vector<int>{8192, 8192, 1024, 0}));
+        EXPECT_EQ(std::vector<int>(s.off1, s.off1 + 4), (std::vector<int>{kLuma, 0, kChroma, kChroma}));
+        EXPECT_EQ(std::vector<int>(s.off2, s.off2 + 4), (std::vector<int>{kChroma, kLuma, kChroma, 0}));
+        EXPECT_EQ(std::vector<int>(s.off3, s.off3 + 4), (std::vector<int>{kChroma, kChroma, kLuma, 0}));
     }
 }
 
@@ -101,19 +97,25 @@ TEST(ColorTables, SpotValuesBT709) {
     EXPECT_EQ(t.inv[ly::kTabV][0][2], -14686);
 }
 
-TEST(ColorTables, EveryEntryIsTheRoundedFloatProduct) {
-    // Independent check of all entries against a direct evaluation of the matrices.
-    const float m601[3][3] = {{0.2568f, 0.5041f, 0.0979f}, {-0.1482f, -0.2910f, 0.4392f},
-                              {0.4392f, -0.3678f, -0.0714f}};
+// Every entry of the first layout against the BT.601 studio-range matrix as
+// the standard defines it (Y = 16 + (65.481 R + 128.553 G + 24.966 B) / 255,
+// chroma scaled to 224 levels), not as the tables are built: within one unit
+// of i * coefficient * 64 (the tables use four-digit coefficients), and for
+// white the luma row sums to 219 levels and the chroma rows to zero.
+TEST(ColorTables, EveryEntryFollowsTheStudioRangeMatrix) {
+    const double kr = 0.299, kb = 0.114, kg = 1.0 - kr - kb;
+    const double m[3][3] = {{219 * kr, 219 * kg, 219 * kb},
+                            {-112 * kr / (1 - kb), -112 * kg / (1 - kb), 112.0},
+                            {112.0, -112 * kg / (1 - kr), -112 * kb / (1 - kr)}};
     const auto& t = ly::ColorTables(Colorimetry_BT601);
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i)
-            for (int row = 0; row < 3; ++row) {
-                const float p = static_cast<float>(i) * (m601[row][c] * 64.0f);
-                const int expect = static_cast<int>(p > 0 ? p + 0.5f : p - 0.5f);
-                const int got = row == 0 ? t.fwd1[c][i][0] : (row == 1 ? t.fwd1[c][i][2] : t.fwd1[c][i][3]);
-                ASSERT_EQ(got, expect) << "c " << c << " i " << i << " row " << row;
-            }
+    auto entry = [&](int c, int i, int row) { return row == 0 ? t.fwd1[c][i][0] : row == 1 ? t.fwd1[c][i][2] : t.fwd1[c][i][3]; };
+    for (int row = 0; row < 3; ++row) {
+        for (int c = 0; c < 3; ++c)  // table c holds R, G, B in this order of the matrix columns
+            for (int i = 0; i < 256; ++i)
+                ASSERT_NEAR(entry(c, i, row), i * m[row][c] / 255.0 * 64.0, 1.0) << "c " << c << " i " << i << " row " << row;
+        const int white = entry(0, 255, row) + entry(1, 255, row) + entry(2, 255, row);
+        EXPECT_NEAR(white, row == 0 ? 219 * 64 : 0, 2) << row;
+    }
 }
 
 TEST(AlphaTables, UnionAndQuotientIncludingTheWrap) {

@@ -182,6 +182,16 @@ TEST(FieldGeometry, Retiming) {
             EXPECT_EQ(props(step == 0 ? 2 : step == 1 ? 8 : 5, {100, 300, 500}, alias), (A{100, 300, 500})) << step;
         }
     }
+    // Without streams the re-timing looks up no rate and keeps the total, so
+    // even a rate outside the table rewrites the trims (identity mapping).
+    info->totalFrames = 1000;
+    info->streamCount = 0;
+    for (int rate : {8, -1, 1 << 30}) {
+        EXPECT_EQ(props(rate, {100, 300, 500}, false), (A{100, 600, 500})) << rate;
+        EXPECT_EQ(props(rate, {100, 1300, 5000}, false), (A{100, 1000, 5000})) << rate;
+        EXPECT_EQ(props(rate, {100, 300, 500}, true), (A{100, 300, 500})) << rate;
+    }
+    info->streamCount = 1;
     // One frame at 25 is none at 23.98: the alias would divide by it and refuses.
     info->totalFrames = 1;
     EXPECT_EQ(props(0, {100, 300, 500}, true), (A{100, 300, 500}));

@@ -98,6 +98,21 @@ TEST(MemCpy, EveryFeatureLevelVariant) {
     }
 }
 
+// Source and destination both end at an inaccessible page: a variant that
+// reads or writes a whole block past `count` faults here, in any build.
+TEST(MemCpy, BuffersEndingAtAPageBoundary) {
+    for (uint32_t level : {0u, 1u, 3u, 7u})
+        for (int count = 1; count <= 70; ++count) {
+            lytest::ImageLayout layout{count, 1, 1};
+            layout.pageEnd = true;
+            lytest::TestImage src(layout), dst(layout);
+            src.FillRandom();
+            ly::MemCpyForLevel(level, dst.data(), src.data(), static_cast<uint32_t>(count));
+            ASSERT_EQ(src.Pixels(), dst.Pixels()) << "level " << level << " count " << count;
+            LyMemSet(dst.data(), 7, static_cast<uint32_t>(count));
+        }
+}
+
 TEST(MemCpy, LevelsNoProcessorReportsCopyNothing) {
     std::vector<unsigned char> src(40, 9);
     for (uint32_t level : {2u, 4u, 5u, 6u, 8u, 0xFFFFFFFEu}) {

@@ -60,48 +60,31 @@ void RefSubtractRow(const unsigned char* amounts, int step, unsigned char* d, in
         Put32(d + 4 * x, WithAlpha(Get32(d + 4 * x), std::max(Chan(Get32(d + 4 * x), 3) - amounts[step * x], 0)));
 }
 
-struct Images { TestImage src, mask, dst; };
+struct Images { TestImage &src, &mask, &dst; };
 
-// Pool sizes 1/4/16, widths 1..67, heights 1/2/15/16/17 (under 15 only once:
-// they never leave the calling thread), 16 layouts per buffer (start
-// alignment, slack, pitch direction, each buffer its own), random data with
-// alpha extremes or title-like runs: every instruction set gives the
-// reference's bytes, hence the scalar path's, and touches no byte outside the
-// destination's pixels nor any byte of the inputs.
+// The shared sweep with a source, a mask and a destination: every
+// instruction set, layout and pool size gives the reference's bytes and
+// touches no byte outside the destination's pixels nor any input byte.
 void Differential(const std::function<void(Images&, int w, int h)>& call,
                   const std::function<void(const Images&, int y, unsigned char* row)>& refRow) {
-    for (int pool : lytest::PoolSizes()) {
-        lytest::ScopedPoolThreads threads(pool);
-        for (int w : lytest::TestWidths())
-            for (int h : lytest::TestHeights()) {
-                if ((pool > 1 && h < 15) || (lytest::kUnderThreadSanitizer && w % 8 != 1 && w % 8 != 4)) continue;
-                for (int i = 0; i < 16; ++i) {
-                    if (lytest::kUnderThreadSanitizer && i % 5 != w % 5) continue;
-                    const auto l4 = lytest::LayoutsFor(w, h, 4);
-                    Images im{TestImage(l4[i]), TestImage(lytest::LayoutsFor(w, h, 1)[(i * 7 + 5) % 16]),
-                              TestImage(l4[(i * 5 + 3) % 16])};
-                    for (TestImage* t : {&im.src, &im.mask, &im.dst})
-                        (i + (t == &im.src ? w : 0)) % 2 ? lytest::FillTitleLike(*t) : t->FillRandomWithExtremes();
-                    const auto start = im.dst.Pixels();
-                    auto expected = start;
-                    for (int y = 0; y < h; ++y)
-                        refRow(im, y, expected.data() + static_cast<size_t>(y) * im.dst.rowBytes());
-                    const auto srcBefore = im.src.Snapshot(), maskBefore = im.mask.Snapshot(),
-                               dstBefore = im.dst.Snapshot();
-                    for (ly::Isa isa : lytest::AvailableIsas()) {
-                        lytest::ScopedIsa cap(isa);
-                        lytest::SetPixels(im.dst, start);
-                        call(im, w, h);
-                        ASSERT_TRUE(lytest::SameBytes(expected, im.dst.Pixels()))
-                            << lytest::IsaName(isa) << " pool " << pool << " dst " << im.dst.Describe() << " src "
-                            << im.src.Describe();
-                        ASSERT_TRUE(im.dst.OutsideUnchanged(dstBefore) && im.src.Snapshot() == srcBefore &&
-                                    im.mask.Snapshot() == maskBefore)
-                            << "wrote an input or outside the destination's pixels: " << im.dst.Describe();
-                    }
-                }
-            }
-    }
+    lytest::ExpectAllPathsAgree(
+        [](int w, int h, int layout) {
+            return std::vector<lytest::SweepPlane>{{lytest::SweepLayout(w, h, 4, layout, 0), false},
+                                                   {lytest::SweepLayout(w, h, 1, layout, 1), false},
+                                                   {lytest::SweepLayout(w, h, 4, layout, 2), true}};
+        },
+        [&](lytest::SweepImages& im) {
+            Images m{*im[0], *im[1], *im[2]};
+            call(m, m.dst.width(), m.dst.height());
+        },
+        false,
+        [&](const lytest::SweepImages& im) {
+            const Images m{*im[0], *im[1], *im[2]};
+            auto expected = m.dst.Pixels();
+            for (int y = 0; y < m.dst.height(); ++y)
+                refRow(m, y, expected.data() + static_cast<size_t>(y) * m.dst.rowBytes());
+            return expected;
+        });
 }
 
 }  // namespace

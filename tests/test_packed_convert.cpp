@@ -423,7 +423,13 @@ TEST(PackedConvert, OnePixelRowsOfPairConvertersWriteNothing) {
     EXPECT_TRUE(lytest::SameBytes(std::vector<unsigned char>(4, 0x11), alpha));
     // The 4:4:4 converters have no pairs: one pixel converts.
     EXPECT_EQ(LyFormatUtils::VUYA4444ToBGRA4444(src.data(), 4, out.data(), 4, 8, Colorimetry_BT601, 1, 1), 1);
-    EXPECT_NE(out[0], 0x11);
+    // Y = U = V = 0x77 in BT.601 studio range: R = 1.164 * 103 + 1.596 * -9 =
+    // 105.5, G = 119.9 + (0.813 + 0.392) * 9 = 130.7, B = 119.9 - 2.017 * 9 =
+    // 101.7; the tables round to within one step; alpha is copied.
+    EXPECT_NEAR(out[0], 101.7, 1.0);
+    EXPECT_NEAR(out[1], 130.7, 1.0);
+    EXPECT_NEAR(out[2], 105.5, 1.0);
+    EXPECT_EQ(out[3], 0x77);
 }
 
 // A row may start on the second pixel of a pair (an interior pointer): that

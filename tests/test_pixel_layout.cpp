@@ -1,5 +1,8 @@
 // Buffer size and address helpers for every format and depth.
 
+#include <climits>
+#include <cstdint>
+
 #include "LyVideoUtils.h"
 #include "test_support.h"
 
@@ -116,6 +119,18 @@ TEST(PlanarBuffer, PlaneAddresses) {
     EXPECT_EQ(pv, buf + 64 + 32);
     GetYUVPlanerBuffer(buf, ys, us, vs, nullptr, nullptr, &pv);  // null outputs are skipped
     EXPECT_EQ(pv, buf + 50);
+}
+
+// Widths near INT_MAX round up to 2^31 instead of wrapping negative; only the
+// addresses are computed, nothing is touched.
+TEST(PlanarBuffer, PaddedWidthNearIntMaxDoesNotWrap) {
+    unsigned char buf[1];
+    unsigned char *pu = nullptr, *pv = nullptr;
+    const tagSIZE ys{INT_MAX, 1}, us{INT_MAX - 3, 2}, vs{1, 1};
+    GetYUVPlanerBufferWithPitch(buf, ys, us, vs, nullptr, &pu, &pv);
+    const uintptr_t base = reinterpret_cast<uintptr_t>(buf);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(pu) - base, uintptr_t{1} << 31);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(pv) - base, (uintptr_t{1} << 31) * 3);
 }
 
 TEST(YUYVABuffer, AlphaAreaFollowsThePackedImage) {

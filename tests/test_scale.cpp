@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cfenv>
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
 
 #include "LyVideoUtils.h"
 #include "test_support.h"
-#include "video/LyScaleDivide.h"
 
 namespace {
 
@@ -218,21 +218,46 @@ TEST(ScaleImage4x8bits, RefusesNullZeroAndOversizedArguments) {
     EXPECT_EQ(before, dst.Snapshot());
 }
 
-// The vector kernels replace the division by a multiplication chosen per
-// call; it must agree with the truncating division for every numerator a
-// weighted pair of bytes can produce, at every divisor it is chosen for.
-TEST(ScaleImage4x8bits, DivisionReplacementsAreExactOverTheWholeRange) {
-    auto exact = [](int64_t d) {
-        const ly::ScaleDivider div = ly::ScaleDivider::For(d);
-        for (uint32_t n = 0; n <= 255 * d; ++n)
-            if (div.DivideLikeVector(n) != n / d)
-                return ::testing::AssertionFailure() << "divisor " << d << " numerator " << n;
-        return ::testing::AssertionSuccess();
-    };
-    for (int64_t d = 2; d <= 600; ++d) ASSERT_TRUE(exact(d));
-    for (int64_t d : {1000, 1023, 1024, 3839, 3840, 4095, 8191, 16383, 16384}) ASSERT_TRUE(exact(d));
-    for (int64_t d = 2; d <= 127; ++d) EXPECT_EQ(ly::ScaleDivider::Mul16, ly::ScaleDivider::For(d).mode) << d;
-    EXPECT_EQ(ly::ScaleDivider::Scalar, ly::ScaleDivider::For(16386).mode);
+// Every byte must be the truncating division whatever rounding mode the
+// caller (or the pool thread that takes a band) runs under. Two channels
+// alternate between neighbouring values (254/255, 127/128), which puts
+// numerators one below a multiple of the divisor next to an input centre,
+// where a division done in floating point under upward rounding comes out
+// one high (3 -> 6554 did, at byte 21844); the others mix 0, 1, 127, 128,
+// 254 and 255. The sizes reach every division regime on both axes, including
+// vertical divisors 128..257 (16-bit multiply on 16-bit lanes) and periodic
+// rows that wrap their period with a shifted multiply.
+TEST(ScaleImage4x8bits, EveryRoundingModePoolSizeAndPathGivesTheWalk) {
+    const ScaleCase cases[] = {{3, 4, 6554, 4}, {4, 3, 5, 6554}, {3, 6, 4096, 2}, {2, 3, 4095, 3}, {5, 2, 129, 7},
+                               {16, 3, 24, 64}, {16, 3, 20, 100}, {12, 5, 9, 199}, {100, 3, 60, 2}, {1920, 2, 1152, 3},
+                               {1000, 2, 4097, 2}};
+    const unsigned char levels[] = {0, 1, 127, 128, 254, 255};
+    const int modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
+    for (const ScaleCase& c : cases) {
+        TestImage src(c.sw, c.sh, 4, 1, 3);
+        unsigned k = 0;
+        for (int y = 0; y < c.sh; ++y)
+            for (int x = 0; x < c.sw; ++x, ++k)
+                for (int ch = 0; ch < 4; ++ch)
+                    src.pixel(x, y)[ch] = ch < 2 ? static_cast<unsigned char>((ch ? 128 : 255) - (x + y) % 2)
+                                                 : levels[(k * 4 + ch) * 7 % 6 ^ (k / 6 % 2)];
+        const Picture expected = ReferenceScale({c.sw, c.sh, src.Pixels()}, c.dw, c.dh);
+        for (int pool : lytest::PoolSizes()) {
+            lytest::ScopedPoolThreads threads(pool);
+            for (ly::Isa isa : lytest::AvailableIsas()) {
+                lytest::ScopedIsa cap(isa);
+                for (int mode : modes) {
+                    TestImage dst(c.dw, c.dh, 4, 2, 1, true);
+                    ASSERT_EQ(0, std::fesetround(mode));
+                    Scale(dst, src);
+                    std::fesetround(FE_TONEAREST);
+                    ASSERT_TRUE(lytest::SameBytes(expected.bytes, dst.Pixels()))
+                        << c.sw << "x" << c.sh << " -> " << c.dw << "x" << c.dh << " " << lytest::IsaName(isa)
+                        << " pool " << pool << " mode " << mode;
+                }
+            }
+        }
+    }
 }
 
 TEST(ScaleImage4x8bits, ConcurrentCallersGetTheirOwnResults) {

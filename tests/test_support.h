@@ -69,6 +69,31 @@ struct ImageLayout {
     int alignOffset = 0;   // top-row start address mod 64
     int slack = 5;         // bytes between one row's end and the next row's start
     bool bottomUp = false; // negative pitch: row 0 is the highest address
+    // The image's last byte in memory ends a page and the next page is
+    // inaccessible, so a read past the image faults even without
+    // AddressSanitizer (alignOffset is then ignored).
+    bool pageEnd = false;
+};
+
+// Allocates normally, or (pageEnd) in fresh pages that the allocation ends,
+// followed by one inaccessible page.
+void* AllocateBytes(size_t bytes, bool pageEnd);
+void FreeBytes(void* p, size_t bytes, bool pageEnd);
+
+template <class T>
+struct PageEndAllocator {
+    using value_type = T;
+    bool pageEnd = false;
+    PageEndAllocator() = default;
+    explicit PageEndAllocator(bool atPageEnd) : pageEnd(atPageEnd) {}
+    template <class U>
+    PageEndAllocator(const PageEndAllocator<U>& other) : pageEnd(other.pageEnd) {}
+    T* allocate(size_t n) { return static_cast<T*>(AllocateBytes(n * sizeof(T), pageEnd)); }
+    void deallocate(T* p, size_t n) { FreeBytes(p, n * sizeof(T), pageEnd); }
+    template <class U>
+    bool operator==(const PageEndAllocator<U>& other) const { return pageEnd == other.pageEnd; }
+    template <class U>
+    bool operator!=(const PageEndAllocator<U>& other) const { return pageEnd != other.pageEnd; }
 };
 
 // An image inside a larger buffer full of guard bytes. Everything that is not
@@ -103,7 +128,7 @@ public:
     // The image's own bytes, row by row, without slack.
     std::vector<unsigned char> Pixels() const;
     // Every byte of the buffer (image, slack and guards).
-    std::vector<unsigned char> Snapshot() const { return storage_; }
+    std::vector<unsigned char> Snapshot() const { return {storage_.begin(), storage_.end()}; }
     // True when every byte outside the image rows equals `before`'s.
     bool OutsideUnchanged(const std::vector<unsigned char>& before) const;
     std::string Describe() const;
@@ -112,7 +137,7 @@ private:
     bool IsImageByte(size_t index) const;
 
     ImageLayout layout_{};
-    std::vector<unsigned char> storage_;
+    std::vector<unsigned char, PageEndAllocator<unsigned char>> storage_;
     size_t topOffset_ = 0;
     size_t firstRowOffset_ = 0;  // offset of the lowest-addressed row
     unsigned char* top_ = nullptr;
@@ -135,7 +160,9 @@ void SetPixels(TestImage& image, const std::vector<unsigned char>& pixels);
 // within 16 bytes, both pitch directions, a few slacks.
 std::vector<ImageLayout> LayoutsFor(int width, int height, int bytesPerPixel);
 
-// Widths 1..67 and heights 15, 16, 17 plus a few 1- and 2-row images.
+// Widths 1..67, then 131, 259 and 1920 (which the sweep runs under two
+// layouts only); heights 15, 16, 17 plus a few 1- and 2-row images.
+constexpr int kDenseWidths = 67;
 const std::vector<int>& TestWidths();
 const std::vector<int>& TestHeights();
 
@@ -154,15 +181,20 @@ using MakeSweepPlanes = std::function<std::vector<SweepPlane>(int width, int hei
 // one case start at different alignments and walk in different directions.
 ImageLayout SweepLayout(int width, int height, int bytesPerPixel, int layoutIndex, int plane);
 
-// Runs `run` on random data (alpha extremes included) for widths 1..67,
+// Runs `run` on random data (alpha extremes included) for the TestWidths,
 // heights 1, 2, 15, 16, 17, the 16 layouts (a rotating quarter of them under
 // the pooled runs: bands do not change how a row is walked), pool sizes 1, 4
 // and 16, under every instruction set. Every run must give the scalar bytes of
 // its pool size, and the one-thread bytes too unless the result depends on the
 // band split; read-only images and every byte outside the images' rows must
 // stay as they were.
+// With `reference`, every run must also give the bytes it returns: the
+// written images' pixels one after another, computed from the images as they
+// are before the operation runs. Half the cases get title-like content
+// (FillTitleLike) instead of plain random bytes.
+using SweepReference = std::function<std::vector<unsigned char>(const SweepImages& before)>;
 void ExpectAllPathsAgree(const MakeSweepPlanes& makePlanes, const std::function<void(SweepImages&)>& run,
-                         bool dependsOnBands = false);
+                         bool dependsOnBands = false, const SweepReference& reference = nullptr);
 
 // Two host threads run `runA` and `runB` at once, 25 times each, on copies of
 // `startA` and `startB`: every result must equal what the same call gives

@@ -13,13 +13,16 @@
 //    N = qD + r gives N * M / 2^(16+t) = q + (r + N e / 2^(16+t)) / D, which
 //    stays below q + 1 when N e < 2^(16+t); For() only accepts (M, t) with
 //    255 * D * e < 2^(16+t). This is pmulhuw followed by a shift.
-//  * Float (D <= 16384): trunc((float(N) + 0.5f) * float(1 / D)). The exact
-//    value (N + 0.5) / D lies at least 1 / (2D) >= 2^-15 inside (q, q + 1);
-//    N + 0.5 < 2^23 is exact in float and the two roundings (reciprocal and
-//    product) move a value below 256 by less than 256 * 2^-23 * (1 + 2^-24)
-//    < 2^-15, so truncation still gives q.
+//  * Float (D <= 8192): trunc((float(N) + 0.5f) * float(1 / D)). The exact
+//    value v = (N + 0.5) / D lies at least 1 / (2D) >= 2^-14 inside
+//    (q, q + 1), and v < 255.5. float(N) and N + 0.5 < 2^22 are exact; the
+//    two roundings left (reciprocal and product) each move a value by less
+//    than 2^-23 of itself in every rounding mode, so together by less than
+//    255.5 * (2^-22 + 2^-46) < 2^-14, and truncation still gives q. Neither
+//    the caller's rounding mode nor the one a pool worker runs under can
+//    change a byte.
 //
-// Larger divisors (outputs beyond 8192 samples whose size shares almost no
+// Larger divisors (outputs beyond 4096 samples whose size shares almost no
 // factor with the input's) fall back to integer division.
 
 #include <cstdint>
@@ -53,14 +56,15 @@ struct ScaleDivider {
                 }
             }
         }
-        if (d <= 16384) {
+        if (d <= 8192) {
             s.mode = Float;
             s.reciprocal = 1.0f / static_cast<float>(d);
         }
         return s;
     }
 
-    // The scalar forms of what the vector kernels compute, for the tests.
+    // The scalar forms of what the vector kernels compute, for the bytes a
+    // vector leaves over.
     uint32_t DivideLikeVector(uint32_t n) const {
         switch (mode) {
         case Mul16: return ((n * uint32_t{magic}) >> 16) >> shift;

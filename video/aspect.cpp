@@ -37,11 +37,24 @@ bool NamedRatio(ELyAspectRatio aspect, int& x, int& y) {
 
 bool Near(double a, double b) { return std::fabs(a - b) <= kRatioTolerance; }
 
-// (num1 * num2) / (den1 * den2) with exact 64-bit products, 1.0 when a
-// divisor factor is zero.
+// a * b as a double, for factors whose product is at most 2^63 in magnitude
+// (an int and a doubled int). Only +2^63 (INT_MIN times twice INT_MIN) leaves
+// the int64 range, and being a power of two it is exact in double.
+double ExactProduct(int64_t a, int64_t b) {
+    const uint64_t ua = a < 0 ? 0 - static_cast<uint64_t>(a) : static_cast<uint64_t>(a);
+    const uint64_t ub = b < 0 ? 0 - static_cast<uint64_t>(b) : static_cast<uint64_t>(b);
+    const uint64_t magnitude = ua * ub;
+    const bool negative = (a < 0) != (b < 0);
+    if (magnitude > static_cast<uint64_t>(INT64_MAX)) return negative ? -0x1p63 : 0x1p63;
+    const int64_t p = static_cast<int64_t>(magnitude);
+    return static_cast<double>(negative ? -p : p);
+}
+
+// (num1 * num2) / (den1 * den2) with exact products, 1.0 when a divisor
+// factor is zero.
 double ProductRatio(int64_t num1, int64_t num2, int64_t den1, int64_t den2) {
     if (den1 == 0 || den2 == 0) return 1.0;
-    return static_cast<double>(num1 * num2) / static_cast<double>(den1 * den2);
+    return ExactProduct(num1, num2) / ExactProduct(den1, den2);
 }
 
 // Display ratio of a resolution record; false when it has no height to divide by.
