@@ -19,6 +19,7 @@ run(${CMAKE_COMMAND} -S ${LY_CONSUMER_SRC} -B ${LY_SCRATCH}/cmake-build
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${LY_CXX} -DCMAKE_BUILD_TYPE=Release)
 run(${CMAKE_COMMAND} --build ${LY_SCRATCH}/cmake-build)
 run(${LY_SCRATCH}/cmake-build/consumer)
+run(${LY_SCRATCH}/cmake-build/consumer_host)
 
 # pkg-config.
 find_program(PKG_CONFIG pkg-config pkgconf REQUIRED)
