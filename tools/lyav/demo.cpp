@@ -270,7 +270,7 @@ int RunDemo(const std::vector<std::string>& argv) {
     std::error_code ec;
     std::filesystem::create_directories(demo.dir, ec);
     if (!std::filesystem::is_directory(demo.dir)) Fail(demo.dir + ": cannot create the output directory");
-    Progress progress("demo", 14 + frames);
+    Progress progress("demo", 11 + frames);  // one step per file written
     demo.progress = &progress;
     Font font(LYAV_FONT);
     const int threads = LyThreadPool::ThreadCount();
