@@ -411,8 +411,10 @@ TEST_F(LyavTest, BadInputFailsWithOneLineAndNoOutput) {
         {"unknown format", {"convert", P("good.png"), P("o.raw"), "--to", "rgb565"}, "rgb565"},
         {"unknown option", {"bars", "-o", P("o.png"), "--bogus", "1"}, "--bogus"},
         {"unknown subcommand", {"paint", "-o", P("o.png")}, "paint"},
-        {"size below 1", {"bars", "-o", P("o.png"), "--size", "0x10"}, "--size"},
-        {"height below 1", {"fill", "-o", P("o.png"), "--size", "10x0", "--color", "red"}, "--size"},
+        {"size below 1", {"bars", "-o", P("o.png"), "--size", "0x10"}, "o.png: --size"},
+        {"height below 1", {"fill", "-o", P("o.png"), "--size", "10x0", "--color", "red"}, "o.png: --size"},
+        {"raw size below 1", {"convert", P("short.uyvy"), P("o.png"), "--from", "uyvy422", "--size", "0x4"},
+         "short.uyvy: --size"},
         {"mismatched sizes", {"mix", P("good.png"), P("o0.png"), "-o", P("o.png")}, "o0.png"},
         {"output in a missing directory", {"bars", "-o", P("nodir/o.png"), "--size", "8x8"}, "nodir/o.png"},
     };

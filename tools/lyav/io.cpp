@@ -393,7 +393,7 @@ Picture ReadPicture(const std::string& path, const Args& args, const char* layou
         Fail(path + ": not a .png file; give its raw layout with --" + layoutOption + " and its size with --size");
     const Layout layout = ParseLayout(args.Get(layoutOption));
     if (!args.Has("size")) Fail(path + ": a raw frame needs --size WIDTHxHEIGHT");
-    const tagSIZE size = ParseSize(args.Get("size"), "--size");
+    const tagSIZE size = ParseSize(args.Get("size"), path + ": --size");
     return ReadRaw(path, layout, size.cx, size.cy);
 }
 

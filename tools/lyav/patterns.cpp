@@ -22,7 +22,7 @@ PatternTarget TargetOf(const Args& args) {
     PatternTarget t;
     t.output = args.Get("output");
     if (t.output.empty()) Fail("lyav " + args.command() + ": no output file given (-o FILE)");
-    t.size = ParseSize(args.Get("size", "1920x1080"), "--size");
+    t.size = ParseSize(args.Get("size", "1920x1080"), t.output + ": --size");
     t.layout = ParseLayout(args.Get("format", "bgra"));
     t.colorimetry = ParseColorimetry(args.Get("colorimetry", "bt601"));
     if (LayoutBytes(t.layout, t.size.cx, t.size.cy) == 0)
