@@ -10,7 +10,7 @@ namespace lyav {
 
 void Fail(const std::string& what) { throw Failure(what); }
 
-Args::Args(const std::string& command, const std::vector<std::string>& argv, const std::vector<OptionSpec>& options)
+Args::Args(const std::string& command, const std::vector<std::string>& argv, const std::vector<OptionDef>& options)
     : command_(command) {
     for (size_t i = 0; i < argv.size(); ++i) {
         std::string a = argv[i];
@@ -31,14 +31,14 @@ Args::Args(const std::string& command, const std::vector<std::string>& argv, con
             name.resize(eq);
             hasValue = true;
         }
-        const OptionSpec* spec = nullptr;
+        const OptionDef* def = nullptr;
         for (const auto& o : options)
-            if (name == o.name) spec = &o;
-        if (!spec) Fail("lyav " + command + ": unknown option '--" + name + "' (see lyav " + command + " --help)");
-        if (spec->takesValue && !hasValue) {
+            if (name == o.name) def = &o;
+        if (!def) Fail("lyav " + command + ": unknown option '--" + name + "' (see lyav " + command + " --help)");
+        if (def->takesValue && !hasValue) {
             if (i + 1 >= argv.size()) Fail("lyav " + command + ": option '--" + name + "' needs a value");
             value = argv[++i];
-        } else if (!spec->takesValue && hasValue) {
+        } else if (!def->takesValue && hasValue) {
             Fail("lyav " + command + ": option '--" + name + "' takes no value");
         }
         values_[name] = value;

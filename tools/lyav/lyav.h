@@ -24,7 +24,7 @@ struct Failure : std::runtime_error {
 
 // ------------------------------------------------------------ arguments
 
-struct OptionSpec {
+struct OptionDef {
     const char* name;  // without the leading "--"
     bool takesValue;
 };
@@ -33,7 +33,7 @@ class Args {
 public:
     // Parses argv after the subcommand. "-o X" is "--output X"; "--x=v" and
     // "--x v" are the same. Unknown options fail; --help / -h sets help().
-    Args(const std::string& command, const std::vector<std::string>& argv, const std::vector<OptionSpec>& options);
+    Args(const std::string& command, const std::vector<std::string>& argv, const std::vector<OptionDef>& options);
     bool help() const { return help_; }
     bool Has(const std::string& name) const { return values_.count(name) != 0; }
     std::string Get(const std::string& name, const std::string& fallback = "") const;

@@ -14,8 +14,8 @@ namespace {
     "Inputs are PNG files (or raw frames with --format LAYOUT --size WxH, see lyav convert --help);\n" \
     "the output is a PNG when it ends in .png, else a raw bgra frame.\n"
 
-std::vector<OptionSpec> WithCommon(std::vector<OptionSpec> options) {
-    for (const OptionSpec& o : std::vector<OptionSpec>{{"output", true}, {"format", true}, {"size", true},
+std::vector<OptionDef> WithCommon(std::vector<OptionDef> options) {
+    for (const OptionDef& o : std::vector<OptionDef>{{"output", true}, {"format", true}, {"size", true},
                                                         {"colorimetry", true}})
         options.push_back(o);
     return options;

@@ -7,7 +7,7 @@ namespace lyav {
 
 namespace {
 
-const std::vector<OptionSpec> kPatternOptions = {
+const std::vector<OptionDef> kPatternOptions = {
     {"output", true}, {"size", true}, {"format", true}, {"colorimetry", true}};
 
 struct PatternTarget {
@@ -67,7 +67,7 @@ void WritePattern(const PatternTarget& t, const Picture& bgra) {
 }  // namespace
 
 int RunBars(const std::vector<std::string>& argv) {
-    std::vector<OptionSpec> options = kPatternOptions;
+    std::vector<OptionDef> options = kPatternOptions;
     options.push_back({"level", true});
     Args args("bars", argv, options);
     if (PrintedHelp(args, kBarsUsage)) return 0;
@@ -83,7 +83,7 @@ int RunBars(const std::vector<std::string>& argv) {
 }
 
 int RunFill(const std::vector<std::string>& argv) {
-    std::vector<OptionSpec> options = kPatternOptions;
+    std::vector<OptionDef> options = kPatternOptions;
     options.push_back({"color", true});
     options.push_back({"alpha", true});
     Args args("fill", argv, options);
@@ -127,7 +127,7 @@ int RunFill(const std::vector<std::string>& argv) {
 }
 
 int RunGrid(const std::vector<std::string>& argv) {
-    std::vector<OptionSpec> options = kPatternOptions;
+    std::vector<OptionDef> options = kPatternOptions;
     options.push_back({"cell", true});
     options.push_back({"color1", true});
     options.push_back({"color2", true});
