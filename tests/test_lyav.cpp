@@ -244,6 +244,17 @@ TEST_F(LyavTest, FfmpegReadsTheToolsRawFrames) {
     }
 }
 
+TEST_F(LyavTest, FfmpegReadsBt709FramesWithTheMatrixTheHelpNames) {
+    if (!HaveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
+    EncodePng(P("in.png"), PairConstantPicture(64, 16));
+    Ok({"convert", P("in.png"), P("f.uyvy"), "--to", "uyvy422", "--colorimetry", "bt709"});
+    Ok({"convert", P("f.uyvy"), P("tool.png"), "--from", "uyvy422", "--size", "64x16", "--colorimetry", "bt709"});
+    const Result r = Run("ffmpeg", {"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", "uyvy422", "-s", "64x16", "-i",
+                                    P("f.uyvy"), "-vf", "scale=in_color_matrix=bt709", "-pix_fmt", "rgba", P("ff.png")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), 2);
+}
+
 TEST_F(LyavTest, FfmpegWrittenFramesConvertThroughTheTool) {
     if (!HaveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
     EncodePng(P("in.png"), PairConstantPicture(64, 16));

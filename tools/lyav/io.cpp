@@ -55,6 +55,9 @@ const char* const kLayoutHelp =
     "              (W*2*H bytes) followed by the alpha plane, one little-endian 16-bit\n"
     "              sample per pixel holding alpha x 16 (0..4080), W*2*H bytes. ffmpeg\n"
     "              reads frame 1 as yuyv422 (add -frames:v 1); the tail alone is gray16le.\n"
+    "YUV layouts are studio range. ffmpeg takes untagged raw YUV as BT.601, the\n"
+    "tool's default colorimetry; for --colorimetry bt709 frames add\n"
+    "-vf scale=in_color_matrix=bt709 (reading) or out_color_matrix=bt709 (writing).\n"
     "The 4:2:2 layouts need an even width. Pictures ending in .png are 8-bit RGBA PNG\n"
     "(straight alpha), read and written through libpng in the library's B G R A order.\n";
 
