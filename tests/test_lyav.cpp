@@ -252,7 +252,10 @@ TEST_F(LyavTest, FfmpegReadsBt709FramesWithTheMatrixTheHelpNames) {
     const Result r = Run("ffmpeg", {"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", "uyvy422", "-s", "64x16", "-i",
                                     P("f.uyvy"), "-vf", "scale=in_color_matrix=bt709", "-pix_fmt", "rgba", P("ff.png")});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), 2);
+    // With BT.709's larger blue and red factors the two fixed-point
+    // inverses can land one level further apart than in BT.601; the wrong
+    // matrix would be tens of levels off.
+    EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), 3);
 }
 
 TEST_F(LyavTest, FfmpegWrittenFramesConvertThroughTheTool) {
