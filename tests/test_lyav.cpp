@@ -388,6 +388,17 @@ TEST_F(LyavTest, DemoWritesEveryFileItAnnounces) {
     EXPECT_NE(std::memcmp(onAir.At(160, 150), DecodePng(P("out/01-bars.png")).At(160, 150), 3), 0);
 }
 
+TEST_F(LyavTest, BenchAndInfoPrintTheirTables) {
+    const Result bench = Lyav({"bench", "--size", "64x32", "--budget", "0"});
+    ASSERT_EQ(bench.status, 0) << bench.err;
+    EXPECT_NE(bench.out.find("x memcpy"), std::string::npos);
+    EXPECT_NE(bench.out.find("MixColor                       1"), std::string::npos) << bench.out;
+    const Result info = Lyav({"info"});
+    ASSERT_EQ(info.status, 0);
+    EXPECT_NE(info.out.find("thread pool workers: "), std::string::npos);
+    EXPECT_NE(info.out.find("row kernels: "), std::string::npos);
+}
+
 TEST_F(LyavTest, EverySubcommandHasHelp) {
     const Result all = Lyav({"--help"});
     ASSERT_EQ(all.status, 0);
