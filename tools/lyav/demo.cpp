@@ -2,7 +2,11 @@
 // title is drawn with FreeType into 8-bit masks, composed over colour bars,
 // faded in, deflickered, taken through 4:2:2 and back, wiped to a second
 // state, and everything is written as PNG with a contact sheet of the steps.
+// The frames live in the shipped in-memory host's surfaces and the
+// compositing goes through the surface operations, as a titling host's does.
 #include "lyav.h"
+
+#include <LyMemoryHost.h>
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -136,29 +140,63 @@ struct Demo {
     }
 };
 
-// A picture placed in the frame, as a host surface is.
-struct Layer {
-    Picture pic;
-    int left = 0, top = 0;
+using LyMemoryHost::CLyMemorySurface;
+
+// One reference to an in-memory surface, released on scope exit.
+class Surface {
+public:
+    Surface() = default;
+    explicit Surface(CLyMemorySurface* s) : s_(s) {}
+    Surface(Surface&& o) noexcept : s_(o.s_) { o.s_ = nullptr; }
+    Surface& operator=(Surface&& o) noexcept {
+        std::swap(s_, o.s_);
+        return *this;
+    }
+    ~Surface() {
+        if (s_) s_->Release();
+    }
+    CLyMemorySurface* get() const { return s_; }
+    CLyMemorySurface* operator->() const { return s_; }
+
+private:
+    CLyMemorySurface* s_ = nullptr;
 };
 
-// The overlap of two layers in frame coordinates, handed to MixColor.
-void MixLayer(const Layer& src, Layer& dst) {
-    const int x0 = std::max(src.left, dst.left), y0 = std::max(src.top, dst.top);
-    const int x1 = std::min(src.left + src.pic.width, dst.left + dst.pic.width);
-    const int y1 = std::min(src.top + src.pic.height, dst.top + dst.pic.height);
-    if (x1 <= x0 || y1 <= y0) return;
-    LyPixelUtils::MixColor(src.pic.Row(y0 - src.top) + 4 * (x0 - src.left), src.pic.Pitch(),
-                           dst.pic.Row(y0 - dst.top) + 4 * (x0 - dst.left), dst.pic.Pitch(), x1 - x0, y1 - y0);
+Surface NewSurface(int width, int height, ELyPixelFormat format, int left, int top) {
+    const SLySurfaceCreateDesc d{width,        height, 8, format, Polarity_Frame, ScanMode_Progressive, left, top,
+                                 Colorimetry_BT709, AspectRatio_16_9, 0};
+    CLyMemorySurface* s = CLyMemorySurface::Create(d);
+    if (!s) Fail("cannot create a " + std::to_string(width) + "x" + std::to_string(height) + " surface");
+    return Surface(s);
 }
 
-void FadeLayer(Layer& layer, float percent) {
-    LyPixelUtils::FadeImage(layer.pic.bytes.data(), layer.pic.Pitch(), layer.pic.width, layer.pic.height, percent);
+// A copy made through the host's pool, as a host duplicates a layer.
+Surface Clone(const Surface& source, ILyVideoSurfacePool* pool) {
+    ILyVideoSurface* copy = nullptr;
+    if (!LySurfaceUtils::CloneSurface(source.get(), pool, &copy) || !copy) Fail("the host could not clone a surface");
+    return Surface(static_cast<CLyMemorySurface*>(copy));
 }
 
-void DeflickerLayer(const Layer& src, Layer& dst) {
-    LyPixelUtils::DefickerImage(src.pic.bytes.data(), src.pic.Pitch(), dst.pic.bytes.data(), dst.pic.Pitch(),
-                                src.pic.width, src.pic.height, DeflickerQuality_Medium);
+// Format conversion between two locked surfaces of one size.
+void Convert(const Surface& from, const Surface& to) {
+    SLySurfaceDescription fd, td;
+    SLyLockSurface fl, tl;
+    from->GetDescription(&fd);
+    to->GetDescription(&td);
+    from->Lock(0, &fl);
+    to->Lock(0, &tl);
+    const int ok = LySurfaceUtils::ConvertSurfaceFormat(fd, fl, td, tl);
+    to->Unlock(0);
+    from->Unlock(0);
+    if (!ok) Fail("the library refused a surface conversion");
+}
+
+// The surface's rows without their padding, for writing.
+Picture ToPicture(const Surface& s, Layout layout) {
+    Picture p = MakePicture(s->Width(), s->Height(), layout);
+    for (int y = 0; y < p.height; ++y)
+        std::memcpy(p.Row(y), s->Bits() + static_cast<size_t>(s->Pitch()) * y, p.Pitch());
+    return p;
 }
 
 struct TitleText {
@@ -167,13 +205,10 @@ struct TitleText {
 
 // The lower third: a panel with feathered ends, an accent rule, the text and
 // its drop shadow, all straight alpha. Returns the layer and its two masks.
-Layer MakeTitle(Demo& demo, Font& font, const TitleText& text, int frameW, int frameH,
-                std::vector<unsigned char>* textMaskOut, std::vector<unsigned char>* shadowMaskOut) {
-    Layer title;
+Surface MakeTitle(Demo& demo, Font& font, const TitleText& text, int frameW, int frameH,
+                  std::vector<unsigned char>* textMaskOut, std::vector<unsigned char>* shadowMaskOut) {
     const int tw = (frameW * 84 / 100) & ~1, th = std::max(frameH * 18 / 100, 8);
-    title.left = (frameW - tw) / 2;
-    title.top = frameH * 71 / 100;
-    title.pic = MakePicture(tw, th, Layout::Bgra);
+    Surface title = NewSurface(tw, th, PixelFormat_BGRA4444, (frameW - tw) / 2, frameH * 71 / 100);
     const double s = frameH / 1080.0;
 
     std::vector<unsigned char> textMask(static_cast<size_t>(tw) * th, 0);
@@ -195,17 +230,18 @@ Layer MakeTitle(Demo& demo, Font& font, const TitleText& text, int frameW, int f
         BoxBlur(shadowMask, tw, th, radius);
     });
 
-    Picture& p = title.pic;
+    // The host draws the title into its surface's memory.
+    unsigned char* bits = title->Bits();
+    const int pitch = title->Pitch();
     const int threads = LyThreadPool::ThreadCount();
     demo.Time("title panel", "FillBlockColor + GradientHorFadeImage (soft ends)", tw, th, threads, [&] {
-        LyPixelUtils::FillBlockColor(p.bytes.data(), p.Pitch(), tw, th, PixelFormat_BGRA4444, 8, Colorimetry_BT709,
-                                     0xD0142850u);
+        LyPixelUtils::FillBlockColor(bits, pitch, tw, th, PixelFormat_BGRA4444, 8, Colorimetry_BT709, 0xD0142850u);
         const int rule = std::max(th / 16, 2);
-        LyPixelUtils::FillBlockColor(p.Row(th - rule), p.Pitch(), tw, rule, PixelFormat_BGRA4444, 8,
-                                     Colorimetry_BT709, 0xFFF0A418u);
+        LyPixelUtils::FillBlockColor(bits + static_cast<size_t>(pitch) * (th - rule), pitch, tw, rule,
+                                     PixelFormat_BGRA4444, 8, Colorimetry_BT709, 0xFFF0A418u);
         const int ramp = tw / 8;
-        LyPixelUtils::GradientHorFadeImage(p.bytes.data(), p.Pitch(), ramp, th, 0.0f, 100.0f / ramp);
-        LyPixelUtils::GradientHorFadeImage(p.Row(0) + 4 * (tw - ramp), p.Pitch(), ramp, th, 100.0f, -100.0f / ramp);
+        LyPixelUtils::GradientHorFadeImage(bits, pitch, ramp, th, 0.0f, 100.0f / ramp);
+        LyPixelUtils::GradientHorFadeImage(bits + 4 * (tw - ramp), pitch, ramp, th, 100.0f, -100.0f / ramp);
     });
 
     // Solid black and white sources, shaped by the masks as they are mixed in.
@@ -216,10 +252,10 @@ Layer MakeTitle(Demo& demo, Font& font, const TitleText& text, int frameW, int f
         LyPixelUtils::FadeImage(black.bytes.data(), black.Pitch(), tw, th, 75.0f);
         LyPixelUtils::FillBlockColor(white.bytes.data(), white.Pitch(), tw, th, PixelFormat_BGRA4444, 8,
                                      Colorimetry_BT709, 0xFFFFFFFFu);
-        LyPixelUtils::MixColorWithMaskAlpha(black.bytes.data(), black.Pitch(), shadowMask.data(), tw, p.bytes.data(),
-                                            p.Pitch(), tw, th);
-        LyPixelUtils::MixColorWithMaskAlpha(white.bytes.data(), white.Pitch(), textMask.data(), tw, p.bytes.data(),
-                                            p.Pitch(), tw, th);
+        LyPixelUtils::MixColorWithMaskAlpha(black.bytes.data(), black.Pitch(), shadowMask.data(), tw, bits, pitch,
+                                            tw, th);
+        LyPixelUtils::MixColorWithMaskAlpha(white.bytes.data(), white.Pitch(), textMask.data(), tw, bits, pitch, tw,
+                                            th);
     });
     if (textMaskOut) *textMaskOut = std::move(textMask);
     if (shadowMaskOut) *shadowMaskOut = std::move(shadowMask);
@@ -254,7 +290,10 @@ int RunDemo(const std::vector<std::string>& argv) {
         "soft ends; the title faded in over --frames frames (default 6) and mixed over\n"
         "the bars with the straight-alpha rules, deflickered; the result through 4:2:2\n"
         "and back (also written as a raw uyvy422 frame); a wipe to a second state; and a\n"
-        "contact sheet of the steps. Prints each step's time and the files written.\n"
+        "contact sheet of the steps. The frames are surfaces of the in-memory host\n"
+        "(LyMemoryHost) and the compositing runs through CloneSurface, FadeSurface,\n"
+        "MixSurface, DeflickerSurface and ConvertSurfaceFormat, as a titling host's does.\n"
+        "Prints each step's time and the files written.\n"
         "--size defaults to 1920x1080 (at least 320x180).\n";
     Args args("demo", argv, {{"size", true}, {"frames", true}});
     if (PrintedHelp(args, kUsage)) return 0;
@@ -276,84 +315,92 @@ int RunDemo(const std::vector<std::string>& argv) {
     const int threads = LyThreadPool::ThreadCount();
     const ELyColorimetry cm = Colorimetry_BT709;
 
+    ILyVideoSurfacePool* pool = LyMemoryHost::CreatePool();
+    if (!pool) Fail("cannot create the surface pool");
+    struct PoolRelease {
+        ILyVideoSurfacePool* pool;
+        ~PoolRelease() { pool->Release(); }
+    } poolRelease{pool};
+
     // 1. Background.
-    Layer bars;
-    bars.pic = MakePicture(W, H, Layout::Bgra);
+    Surface bars = NewSurface(W, H, PixelFormat_BGRA4444, 0, 0);
     demo.Time("background", "FillColorBar 75%", W, H, 1, [&] {
-        LyPixelUtils::FillColorBar(bars.pic.bytes.data(), bars.pic.Pitch(), W, H, PixelFormat_BGRA4444, 8, cm, 0);
+        LyPixelUtils::FillColorBar(bars->Bits(), bars->Pitch(), W, H, PixelFormat_BGRA4444, 8, cm, 0);
     });
-    demo.Png("01-bars.png", bars.pic, "75% colour bars, the background");
+    const Picture barsPicture = ToPicture(bars, Layout::Bgra);
+    demo.Png("01-bars.png", barsPicture, "75% colour bars, the background");
 
     // 2. The title and its masks.
     std::vector<unsigned char> textMask, shadowMask;
-    const Layer title = MakeTitle(demo, font, {"LyAVUtils Evening News", "Straight alpha  |  4:2:2  |  deflicker  |  wipe"},
-                                  W, H, &textMask, &shadowMask);
-    const int tw = title.pic.width, th = title.pic.height;
+    const Surface title = MakeTitle(demo, font, {"LyAVUtils Evening News", "Straight alpha  |  4:2:2  |  deflicker  |  wipe"},
+                                    W, H, &textMask, &shadowMask);
+    const int tw = title->Width(), th = title->Height();
+    const Picture titlePicture = ToPicture(title, Layout::Bgra);
     demo.GrayPng("02-text-mask.png", textMask, tw, th, "8-bit text mask from FreeType (lower third size)");
     demo.GrayPng("03-shadow-mask.png", shadowMask, tw, th, "8-bit drop-shadow mask: offset and softened");
-    demo.Png("04-title.png", title.pic, "the title layer, straight alpha (transparent outside the panel)");
+    demo.Png("04-title.png", titlePicture, "the title layer, straight alpha (transparent outside the panel)");
 
-    // 3. Fade in over the bars, mix, deflicker.
+    // 3. Fade in over the bars, mix, deflicker: each frame a copy of the title
+    // layer faded, mixed into a copy of the background where the two overlap
+    // in the frame, and deflickered into a third surface.
     std::vector<Picture> faded;
-    Layer onAir;
-    double fadeSeconds = 0, mixSeconds = 0, deflickerSeconds = 0;
+    Surface onAir;
+    double cloneSeconds = 0, fadeSeconds = 0, mixSeconds = 0, deflickerSeconds = 0;
     for (int i = 0; i < frames; ++i) {
         const float percent = 100.0f * static_cast<float>(i) / static_cast<float>(frames - 1);
-        Layer layer = title, frame = bars, out;
         double t0 = NowSeconds();
-        FadeLayer(layer, percent);
+        const Surface layer = Clone(title, pool), frame = Clone(bars, pool);
+        Surface out = Clone(bars, pool);  // the deflicker writes the interior only
+        cloneSeconds += NowSeconds() - t0;
+        t0 = NowSeconds();
+        LySurfaceUtils::FadeSurface(layer.get(), percent, nullptr);
         fadeSeconds += NowSeconds() - t0;
         t0 = NowSeconds();
-        MixLayer(layer, frame);
+        LySurfaceUtils::MixSurface(layer.get(), frame.get());
         mixSeconds += NowSeconds() - t0;
-        out = frame;  // the deflicker writes the interior only
         t0 = NowSeconds();
-        DeflickerLayer(frame, out);
+        LySurfaceUtils::DeflickerSurface(frame.get(), out.get(), DeflickerQuality_Medium);
         deflickerSeconds += NowSeconds() - t0;
         char name[32];
         std::snprintf(name, sizeof name, "05-fade-%02d.png", i);
         char what[64];
         std::snprintf(what, sizeof what, "fade-in frame %d of %d: title at %.0f%%", i + 1, frames, percent);
-        demo.Png(name, out.pic, what);
-        faded.push_back(out.pic);
-        if (i == frames - 1) onAir = out;
+        faded.push_back(ToPicture(out, Layout::Bgra));
+        demo.Png(name, faded.back(), what);
+        if (i == frames - 1) onAir = std::move(out);
     }
-    demo.rows.push_back({"fade in", "FadeImage (per frame)", tw, th, threads, fadeSeconds / frames});
-    demo.rows.push_back({"mix", "MixColor title over bars (per frame)", tw, th, threads, mixSeconds / frames});
-    demo.rows.push_back({"deflicker", "DefickerImage medium (per frame)", W, H, threads, deflickerSeconds / frames});
-    demo.Png("06-on-air.png", onAir.pic, "the last frame: title fully in, mixed and deflickered");
+    demo.rows.push_back({"copies", "CloneSurface x 3 (per frame)", W, H, 1, cloneSeconds / frames});
+    demo.rows.push_back({"fade in", "FadeSurface (per frame)", tw, th, threads, fadeSeconds / frames});
+    demo.rows.push_back({"mix", "MixSurface title over bars (per frame)", tw, th, threads, mixSeconds / frames});
+    demo.rows.push_back({"deflicker", "DeflickerSurface medium (per frame)", W, H, threads, deflickerSeconds / frames});
+    const Picture onAirPicture = ToPicture(onAir, Layout::Bgra);
+    demo.Png("06-on-air.png", onAirPicture, "the last frame: title fully in, mixed and deflickered");
 
     // 4. Through 4:2:2 and back, as a video output would carry it.
-    Picture uyvy = MakePicture(W, H, Layout::Uyvy422), back = MakePicture(W, H, Layout::Bgra);
-    demo.Time("to 4:2:2", "BGRA4444ToUYVY422 BT.709", W, H, threads, [&] {
-        LyFormatUtils::BGRA4444ToUYVY422(onAir.pic.bytes.data(), onAir.pic.Pitch(), uyvy.bytes.data(), uyvy.Pitch(),
-                                         8, cm, W, H);
-    });
-    demo.Time("from 4:2:2", "UYVY422ToBGRA4444 BT.709", W, H, threads, [&] {
-        LyFormatUtils::UYVY422ToBGRA4444(uyvy.bytes.data(), uyvy.Pitch(), 8, cm, back.bytes.data(), back.Pitch(), W,
-                                         H);
-    });
-    demo.Raw("07-on-air.uyvy", uyvy,
+    const Surface uyvy = NewSurface(W, H, PixelFormat_UYVY422, 0, 0), back = NewSurface(W, H, PixelFormat_BGRA4444, 0, 0);
+    demo.Time("to 4:2:2", "ConvertSurfaceFormat BGRA to UYVY BT.709", W, H, threads, [&] { Convert(onAir, uyvy); });
+    demo.Time("from 4:2:2", "ConvertSurfaceFormat UYVY to BGRA BT.709", W, H, threads, [&] { Convert(uyvy, back); });
+    demo.Raw("07-on-air.uyvy", ToPicture(uyvy, Layout::Uyvy422),
              "raw uyvy422 BT.709: ffmpeg -f rawvideo -pix_fmt uyvy422 -s " + std::to_string(W) + "x" +
                  std::to_string(H) + " -i 07-on-air.uyvy -vf scale=in_color_matrix=bt709 x.png");
-    demo.Png("08-after-422.png", back, "the on-air frame after 4:2:2 and back (chroma shared by pixel pairs)");
+    const Picture backPicture = ToPicture(back, Layout::Bgra);
+    demo.Png("08-after-422.png", backPicture, "the on-air frame after 4:2:2 and back (chroma shared by pixel pairs)");
 
     // 5. A second state and a wipe to it.
-    Layer stateB;
-    stateB.pic = MakePicture(W, H, Layout::Bgra);
+    const Surface grid = NewSurface(W, H, PixelFormat_BGRA4444, 0, 0);
     const int cell = std::max(H / 12, 4);
     demo.Time("second state", "FillGridColor", W, H, 1, [&] {
-        LyPixelUtils::FillGridColor(stateB.pic.bytes.data(), stateB.pic.Pitch(), W, H, 0xFF203048u, 0xFF283C5Au,
-                                    tagSIZE{cell, cell});
+        LyPixelUtils::FillGridColor(grid->Bits(), grid->Pitch(), W, H, 0xFF203048u, 0xFF283C5Au, tagSIZE{cell, cell});
     });
+    Surface stateB = Clone(grid, pool);
     {
-        Layer next = MakeTitle(demo, font, {"Up next: the weather", "LyAVUtils demo  |  wipe pattern transition"}, W, H,
-                               nullptr, nullptr);
-        Layer mixed = stateB;
-        MixLayer(next, mixed);
-        DeflickerLayer(mixed, stateB);
+        const Surface next = MakeTitle(demo, font, {"Up next: the weather", "LyAVUtils demo  |  wipe pattern transition"},
+                                       W, H, nullptr, nullptr);
+        LySurfaceUtils::MixSurface(next.get(), grid.get());
+        LySurfaceUtils::DeflickerSurface(grid.get(), stateB.get(), DeflickerQuality_Medium);
     }
-    demo.Png("09-state-b.png", stateB.pic, "the second state: another title over a checkerboard");
+    const Picture stateBPicture = ToPicture(stateB, Layout::Bgra);
+    demo.Png("09-state-b.png", stateBPicture, "the second state: another title over a checkerboard");
 
     Picture pattern = MakePicture(W, H, Layout::Bgra);
     std::vector<unsigned char> patternLevels(static_cast<size_t>(W) * H);
@@ -363,12 +410,13 @@ int RunDemo(const std::vector<std::string>& argv) {
                 static_cast<unsigned char>(std::lround(255.0 * (0.75 * x / (W - 1) + 0.25 * y / (H - 1))));
     LyPixelUtils::Convert8bitTo32bitImage(patternLevels.data(), W, pattern.bytes.data(), pattern.Pitch(), W, H);
     demo.GrayPng("10-wipe-pattern.png", patternLevels, W, H, "the wipe pattern: B shows where its level is above progress");
-    Picture wipe = MakePicture(W, H, Layout::Bgra);
+    const Surface wipeSurface = NewSurface(W, H, PixelFormat_BGRA4444, 0, 0);
     demo.Time("wipe", "WipePatternImage at progress 128", W, H, threads, [&] {
-        LyPixelUtils::WipePatternImage(onAir.pic.bytes.data(), onAir.pic.Pitch(), stateB.pic.bytes.data(),
-                                       stateB.pic.Pitch(), pattern.bytes.data(), pattern.Pitch(), wipe.bytes.data(),
-                                       wipe.Pitch(), W, H, 128);
+        LyPixelUtils::WipePatternImage(onAir->Bits(), onAir->Pitch(), stateB->Bits(), stateB->Pitch(),
+                                       pattern.bytes.data(), pattern.Pitch(), wipeSurface->Bits(), wipeSurface->Pitch(),
+                                       W, H, 128);
     });
+    const Picture wipe = ToPicture(wipeSurface, Layout::Bgra);
     demo.Png("11-wipe.png", wipe, "half way through the wipe from the on-air frame to the second state");
 
     // 6. Contact sheet: every step scaled down, labelled.
@@ -377,15 +425,15 @@ int RunDemo(const std::vector<std::string>& argv) {
         std::string label;
     };
     std::vector<Thumb> thumbs = {
-        {bars.pic, "01 bars"},
+        {barsPicture, "01 bars"},
         {GrayToBgra(textMask, tw, th), "02 text mask"},
         {GrayToBgra(shadowMask, tw, th), "03 shadow mask"},
-        {OnCheckerboard(title.pic), "04 title layer"},
+        {OnCheckerboard(titlePicture), "04 title layer"},
         {faded[0], "05 fade 0%"},
         {faded[frames / 2], "05 fade frame " + std::to_string(frames / 2 + 1)},
-        {onAir.pic, "06 on air"},
-        {back, "08 after 4:2:2"},
-        {stateB.pic, "09 second state"},
+        {onAirPicture, "06 on air"},
+        {backPicture, "08 after 4:2:2"},
+        {stateBPicture, "09 second state"},
         {pattern, "10 wipe pattern"},
         {wipe, "11 wipe"},
         {faded[1], "05 fade frame 2"},
