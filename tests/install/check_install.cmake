@@ -1,5 +1,6 @@
 # Installs the build tree to a scratch prefix and builds a consumer against it,
-# once through the CMake package and once through pkg-config.
+# once through the CMake package and once through pkg-config (the way the
+# README shows both), then builds and runs the example programs.
 file(REMOVE_RECURSE ${LY_SCRATCH})
 set(prefix ${LY_SCRATCH}/prefix)
 
@@ -32,10 +33,30 @@ if(NOT rc EQUAL 0)
     message(FATAL_ERROR "pkg-config does not know lyavutils")
 endif()
 separate_arguments(flags UNIX_COMMAND "${flags}")
-get_filename_component(libdir ${pcdir} DIRECTORY)
+# The run-time search path comes from the .pc file's own libdir.
+execute_process(COMMAND ${PKG_CONFIG} --variable=libdir lyavutils
+    OUTPUT_VARIABLE libdir RESULT_VARIABLE rc OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(NOT rc EQUAL 0 OR NOT IS_DIRECTORY "${libdir}")
+    message(FATAL_ERROR "pkg-config gives no usable libdir: '${libdir}'")
+endif()
 run(${LY_CXX} -std=c++20 ${LY_CONSUMER_SRC}/consumer.cpp ${flags} -Wl,-rpath,${libdir}
     -o ${LY_SCRATCH}/consumer-pc)
 run(${LY_SCRATCH}/consumer-pc)
+
+# The examples, against the installed headers and library only.
+if(LY_EXAMPLES_SRC)
+    run(${CMAKE_COMMAND} -S ${LY_EXAMPLES_SRC} -B ${LY_SCRATCH}/examples-build
+        -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${LY_CXX} -DCMAKE_BUILD_TYPE=Release)
+    run(${CMAKE_COMMAND} --build ${LY_SCRATCH}/examples-build)
+    run(${LY_SCRATCH}/examples-build/lower_third ${LY_SCRATCH}/lower_third.png)
+    if(NOT EXISTS ${LY_SCRATCH}/lower_third.png)
+        message(FATAL_ERROR "lower_third wrote no picture")
+    endif()
+    run(${LY_SCRATCH}/examples-build/clip_timing 17980 8)
+    if(NOT LAST_OUTPUT MATCHES "00:10:00;00")
+        message(FATAL_ERROR "clip_timing printed no drop-frame ten-minute label:\n${LAST_OUTPUT}")
+    endif()
+endif()
 
 # Only the public API is exported from the shared library.
 file(GLOB solib ${libdir}/libLyAVUtils.so)
