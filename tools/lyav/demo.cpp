@@ -478,3 +478,98 @@ int RunDemo(const std::vector<std::string>& argv) {
 }
 
 }  // namespace lyav
+
+namespace lyav {
+
+int RunCrawl(const std::vector<std::string>& argv) {
+    static const char kUsage[] =
+        "usage: lyav crawl OUTDIR [--frames N] [--speed PIXELS] [--direction left|up] [--size WxH]\n"
+        "Moves the demo's lower-third title over 75% colour bars by a fraction of a pixel\n"
+        "per frame and writes OUTDIR/crawl-0000.png ... (OUTDIR created if missing).\n"
+        "  --frames N        frames to write (default 8)\n"
+        "  --speed PIXELS    distance per frame, a decimal kept in 1/128ths (default 2.5)\n"
+        "  --direction DIR   left (a crawl, LyPixelUtils::DoSubPixel_X_OneLine, with\n"
+        "                    DoSubPixel_X_LastPixel where the window ends at the strip's\n"
+        "                    last column) or up (a roll, DoSubPixel_Y_TwoLine_Image and\n"
+        "                    DoSubPixel_Y_OneLine_Image); default left\n"
+        "  --size WxH        frame size, default 1280x720 (at least 320x180)\n"
+        "The title starts where the demo places it and moves out of the frame, then\n"
+        "starts again. Each moved layer is mixed over the bars with MixColor.\n";
+    Args args("crawl", argv, {{"frames", true}, {"speed", true}, {"direction", true}, {"size", true}});
+    if (PrintedHelp(args, kUsage)) return 0;
+    args.ExpectPositional(1, "OUTDIR");
+    const tagSIZE size = ParseSize(args.Get("size", "1280x720"), "--size");
+    if (size.cx < 320 || size.cy < 180) Fail("lyav crawl --size: at least 320x180");
+    const int W = size.cx & ~1, H = size.cy;
+    const int frames = args.GetInt("frames", 8, 1, 100000);
+    const double speed = args.GetDouble("speed", 2.5);
+    if (!(speed > 0.0 && speed <= 1024.0)) Fail("lyav crawl --speed: a distance above 0 and at most 1024 pixels");
+    const long long speed128 = std::max(std::llround(speed * 128.0), 1LL);
+    const std::string direction = args.Get("direction", "left");
+    if (direction != "left" && direction != "up") Fail("lyav crawl --direction: '" + direction + "' is not left or up");
+    const bool up = direction == "up";
+    std::string dir = args.positional()[0];
+    while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
+    if (!std::filesystem::is_directory(dir)) Fail(dir + ": cannot create the output directory");
+
+    Font font(LYAV_FONT);
+    Demo scratch;  // MakeTitle's step timings are not reported here
+    const Surface title = MakeTitle(scratch, font, {"LyAVUtils crawl", "Moving by 1/128 of a pixel"}, W, H, nullptr,
+                                    nullptr);
+    SLySurfaceDescription td;
+    title->GetDescription(&td);
+    const Picture layer = ToPicture(title, Layout::Bgra);
+    Picture bars = MakePicture(W, H, Layout::Bgra);
+    LyPixelUtils::FillColorBar(bars.bytes.data(), bars.Pitch(), W, H, PixelFormat_BGRA4444, 8, Colorimetry_BT709, 0);
+
+    // A transparent strip holding the title at its resting place and a whole
+    // frame of nothing after it; a frame is a window into the strip, so the
+    // moving edges are the library's edge pixels, not a hand-made fade.
+    const int tw = layer.width, th = layer.height;
+    const int lead = up ? td.top : td.left;
+    const int winW = up ? tw : W, winH = up ? H : th;
+    Picture strip = MakePicture(up ? tw : lead + tw + W, up ? lead + th + H : th, Layout::Bgra);
+    for (int y = 0; y < th; ++y)
+        std::memcpy(strip.Row(y + (up ? lead : 0)) + 4 * (up ? 0 : lead), layer.Row(y), 4 * static_cast<size_t>(tw));
+    const long long travel = up ? strip.height - H : strip.width - W;  // last window start
+    Picture moved = MakePicture(winW, winH, Layout::Bgra);
+    const int dstX = up ? td.left : 0, dstY = up ? 0 : td.top;
+
+    Progress progress("crawl", frames);
+    std::vector<std::string> written;
+    for (int i = 0; i < frames; ++i) {
+        const long long off = (i * speed128) % ((travel + 1) * 128);
+        const int n = static_cast<int>(off >> 7), w = static_cast<int>(off & 127);
+        if (up) {
+            const unsigned char* src = strip.Row(n);
+            const bool last = n + H == strip.height;  // the window's last row has no row below it
+            LyPixelUtils::DoSubPixel_Y_TwoLine_Image(src, strip.Pitch(), moved.bytes.data(), moved.Pitch(), winW,
+                                                     last ? H - 1 : H, w);
+            if (last) LyPixelUtils::DoSubPixel_Y_OneLine_Image(strip.Row(n + H - 1), moved.Row(H - 1), winW, w);
+        } else {
+            const bool last = n + W == strip.width;  // the window ends at the strip's last column
+            for (int y = 0; y < th; ++y) {
+                if (last)
+                    LyPixelUtils::DoSubPixel_X_LastPixel(strip.Row(y) + 4 * n, moved.Row(y), W, w);
+                else
+                    LyPixelUtils::DoSubPixel_X_OneLine(strip.Row(y) + 4 * n, moved.Row(y), W, w);
+            }
+        }
+        Picture frame = bars;
+        LyPixelUtils::MixColor(moved.bytes.data(), moved.Pitch(), frame.Row(dstY) + 4 * dstX, frame.Pitch(), winW,
+                               winH);
+        char name[32];
+        std::snprintf(name, sizeof name, "/crawl-%04d.png", i);
+        WritePng(dir + name, frame);
+        written.push_back(dir + name);
+        progress.Step();
+    }
+    std::printf("lyav crawl: %dx%d, %d frames moving %s by %lld/128 pixel per frame\n", W, H, frames,
+                direction.c_str(), speed128);
+    for (const auto& f : written) std::printf("wrote %s\n", f.c_str());
+    return 0;
+}
+
+}  // namespace lyav

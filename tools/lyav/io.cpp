@@ -368,11 +368,8 @@ Picture ReadPng(const std::string& path) {
     return p;
 }
 
-Picture ReadRaw(const std::string& path, Layout layout, int width, int height) {
+std::vector<unsigned char> ReadBytes(const std::string& path, uint64_t want, const std::string& what) {
     CheckReadable(path);
-    const uint64_t want = LayoutBytes(layout, width, height);
-    if (want == 0)
-        Fail(path + ": " + InfoOf(layout).name + " needs an even width, not " + std::to_string(width));
     std::FILE* f = std::fopen(path.c_str(), "rb");
     if (!f) Fail(path + ": cannot read: " + Errno());
     std::fseek(f, 0, SEEK_END);
@@ -380,13 +377,23 @@ Picture ReadRaw(const std::string& path, Layout layout, int width, int height) {
     std::fseek(f, 0, SEEK_SET);
     if (have < 0 || static_cast<uint64_t>(have) != want) {
         std::fclose(f);
-        Fail(path + ": " + std::to_string(have) + " bytes, but one " + std::to_string(width) + "x" +
-             std::to_string(height) + " " + InfoOf(layout).name + " frame is " + std::to_string(want) + " bytes");
+        Fail(path + ": " + std::to_string(have) + " bytes, but " + what + " is " + std::to_string(want) + " bytes");
     }
-    Picture p = MakePicture(width, height, layout);
-    const size_t got = std::fread(p.bytes.data(), 1, p.bytes.size(), f);
+    std::vector<unsigned char> bytes(want);
+    const size_t got = std::fread(bytes.data(), 1, bytes.size(), f);
     std::fclose(f);
-    if (got != p.bytes.size()) Fail(path + ": read error");
+    if (got != bytes.size()) Fail(path + ": read error");
+    return bytes;
+}
+
+Picture ReadRaw(const std::string& path, Layout layout, int width, int height) {
+    const uint64_t want = LayoutBytes(layout, width, height);
+    if (want == 0)
+        Fail(path + ": " + InfoOf(layout).name + " needs an even width, not " + std::to_string(width));
+    Picture p = MakePicture(width, height, layout);
+    p.bytes = ReadBytes(path, want,
+                        "one " + std::to_string(width) + "x" + std::to_string(height) + " " + InfoOf(layout).name +
+                            " frame");
     return p;
 }
 
@@ -408,14 +415,16 @@ void WriteGrayPng(const std::string& path, const std::vector<unsigned char>& gra
     WritePngImage(path, gray.data(), width, height, width, PNG_FORMAT_GRAY);
 }
 
-void WriteRaw(const std::string& path, const Picture& picture) {
+void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
     OutputFile out(path);
     std::FILE* f = std::fopen(out.temp().c_str(), "wb");
     if (!f) Fail(path + ": cannot write: " + Errno());
-    const size_t put = std::fwrite(picture.bytes.data(), 1, picture.bytes.size(), f);
-    if (std::fclose(f) != 0 || put != picture.bytes.size()) Fail(path + ": cannot write: " + Errno());
+    const size_t put = std::fwrite(bytes.data(), 1, bytes.size(), f);
+    if (std::fclose(f) != 0 || put != bytes.size()) Fail(path + ": cannot write: " + Errno());
     out.Commit();
 }
+
+void WriteRaw(const std::string& path, const Picture& picture) { WriteBytes(path, picture.bytes); }
 
 void WritePicture(const std::string& path, const Picture& picture, ELyColorimetry colorimetry) {
     if (IsPngPath(path))

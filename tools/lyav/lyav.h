@@ -101,6 +101,8 @@ Picture FromVuya(const Picture& vuya, Layout layout, ELyColorimetry colorimetry)
 bool IsPngPath(const std::string& path);
 Picture ReadPng(const std::string& path);  // BGRA, straight alpha
 Picture ReadRaw(const std::string& path, Layout layout, int width, int height);
+// A file of exactly `want` bytes, or fail saying `what` that size is.
+std::vector<unsigned char> ReadBytes(const std::string& path, uint64_t want, const std::string& what);
 // Reads a PNG, or a raw frame when `layout` is given for a non-PNG path.
 Picture ReadPicture(const std::string& path, const Args& args, const char* layoutOption = "format");
 
@@ -109,6 +111,7 @@ Picture ReadPicture(const std::string& path, const Args& args, const char* layou
 void WritePng(const std::string& path, const Picture& bgra);
 void WriteGrayPng(const std::string& path, const std::vector<unsigned char>& gray, int width, int height);
 void WriteRaw(const std::string& path, const Picture& picture);
+void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes);
 // PNG when the path ends in .png (converting to BGRA), else the raw bytes.
 void WritePicture(const std::string& path, const Picture& picture, ELyColorimetry colorimetry);
 
@@ -154,7 +157,9 @@ int RunScale(const std::vector<std::string>&);
 int RunGray(const std::vector<std::string>&);
 int RunTimecode(const std::vector<std::string>&);
 int RunCadence(const std::vector<std::string>&);
+int RunPlanar(const std::vector<std::string>&);
 int RunDemo(const std::vector<std::string>&);
+int RunCrawl(const std::vector<std::string>&);
 int RunBench(const std::vector<std::string>&);
 int RunInfo(const std::vector<std::string>&);
 

@@ -14,6 +14,7 @@ const std::vector<Command>& Commands() {
         {"fill", "a solid named or hex colour in any format", RunFill},
         {"grid", "a two-colour checkerboard in any format", RunGrid},
         {"convert", "PNG <-> raw BGRA, VUYA, UYVY (8/16 bit), YUYV + alpha", RunConvert},
+        {"planar", "raw planar yuv420p / yuv422p / yuv411p <-> raw UYVY", RunPlanar},
         {"mix", "straight-alpha SOURCE over DESTINATION (optionally through a mask)", RunMix},
         {"opacity", "flatten a straight-alpha picture onto a picture, a colour or black", RunOpacity},
         {"blend", "weighted blend of two pictures, optional row averaging", RunBlend},
@@ -26,6 +27,7 @@ const std::vector<Command>& Commands() {
         {"timecode", "frame number <-> timecode text at the eight rates", RunTimecode},
         {"cadence", "audio samples per video frame", RunCadence},
         {"demo", "render the title pipeline demo into a directory", RunDemo},
+        {"crawl", "a title moving by fractions of a pixel, as PNG frames", RunCrawl},
         {"bench", "time the main operations on 1920x1080 frames", RunBench},
         {"info", "thread pool, processor features and kernel set", RunInfo},
     };
