@@ -403,13 +403,99 @@ TEST_F(LyavTest, EverySubcommandHasHelp) {
     const Result all = Lyav({"--help"});
     ASSERT_EQ(all.status, 0);
     for (const char* c : {"bars", "fill", "grid", "convert", "mix", "opacity", "blend", "wipe", "fade", "mask",
-                          "deflicker", "scale", "gray", "timecode", "cadence", "demo", "bench", "info"}) {
+                          "deflicker", "scale", "gray", "timecode", "cadence", "demo", "bench", "info", "planar",
+                          "crawl"}) {
         EXPECT_NE(all.out.find(std::string("  ") + c + " "), std::string::npos) << c;
         const Result r = Lyav({c, "--help"});
         EXPECT_EQ(r.status, 0) << c;
         EXPECT_EQ(r.out.rfind("usage: lyav ", 0), 0u) << c;
     }
     EXPECT_NE(Lyav({"convert", "--help"}).out.find("PixelFormat_UYVY422"), std::string::npos);
+}
+
+// ------------------------------------------------------------ planar frames, crawl
+
+TEST_F(LyavTest, PlanarFramesAgreeWithFfmpeg) {
+    if (!HaveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
+    auto make = [&](const char* pixFmt, const std::string& out) {
+        const Result r = Run("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=64x36", "-frames", "1",
+                                        "-pix_fmt", pixFmt, "-f", "rawvideo", out});
+        ASSERT_EQ(r.status, 0) << r.err;
+    };
+    make("yuv422p", P("f422.yuv"));
+    make("uyvy422", P("ref.uyvy"));
+    make("yuv420p", P("f420.yuv"));
+    // 4:2:2 nearest is a pure reshuffle: ffmpeg's own packing of the same frame, byte for byte.
+    Ok({"planar", "--from", "yuv422p", "--size", "64x36", P("f422.yuv"), P("o.uyvy")});
+    EXPECT_TRUE(ReadText(P("o.uyvy")) == ReadText(P("ref.uyvy")));
+    // And back to planar gives ffmpeg's planes.
+    Ok({"planar", "--to", "yuv422p", "--size", "64x36", "--chroma", "filtered", P("o.uyvy"), P("back.yuv")});
+    EXPECT_TRUE(ReadText(P("back.yuv")) == ReadText(P("f422.yuv")));
+    // 4:2:0 through UYVY and back: luma is carried unchanged in both modes;
+    // nearest also gives the chroma planes back exactly.
+    for (const char* chroma : {"nearest", "filtered"}) {
+        Ok({"planar", "--from", "yuv420p", "--size", "64x36", "--chroma", chroma, P("f420.yuv"), P("t.uyvy")});
+        Ok({"planar", "--to", "yuv420p", "--size", "64x36", "--chroma", chroma, P("t.uyvy"), P("r.yuv")});
+        const std::string a = ReadText(P("f420.yuv")), b = ReadText(P("r.yuv"));
+        ASSERT_EQ(a.size(), 64u * 36 * 3 / 2) << chroma;
+        ASSERT_EQ(b.size(), a.size()) << chroma;
+        EXPECT_TRUE(a.compare(0, 64 * 36, b, 0, 64 * 36) == 0) << chroma << ": luma changed";
+        if (std::string(chroma) == "nearest") EXPECT_TRUE(a == b) << "nearest 4:2:0 round trip";
+    }
+    // yuv411p: the tool's file size is ffmpeg's.
+    make("yuv411p", P("f411.yuv"));
+    Ok({"planar", "--from", "yuv411p", "--size", "64x36", P("f411.yuv"), P("q.uyvy")});
+    EXPECT_EQ(fs::file_size(P("q.uyvy")), 64u * 36 * 2);
+}
+
+TEST_F(LyavTest, PlanarRefusesSizesFfmpegWouldRoundDifferently) {
+    std::ofstream(P("in.yuv"), std::ios::binary) << std::string(64 * 36 * 2, '\x80');
+    const std::vector<std::string> inputs = Files();
+    const struct {
+        const char* what;
+        std::vector<std::string> args;
+        const char* mentions;
+    } cases[] = {
+        {"wrong file size", {"planar", "--from", "yuv420p", "--size", "64x36", P("in.yuv"), P("o.uyvy")}, "in.yuv"},
+        {"odd width", {"planar", "--from", "yuv422p", "--size", "63x36", P("in.yuv"), P("o.uyvy")}, "63"},
+        {"4:1:1 width", {"planar", "--to", "yuv411p", "--size", "62x36", P("in.yuv"), P("o.yuv")}, "multiple of 4"},
+        {"odd 4:2:0 height", {"planar", "--to", "yuv420p", "--size", "64x35", P("in.yuv"), P("o.yuv")}, "even height"},
+        {"both directions", {"planar", "--from", "yuv422p", "--to", "yuv422p", "--size", "64x36", P("in.yuv"),
+                             P("o.yuv")}, "exactly one"},
+        {"unknown layout", {"planar", "--from", "nv12", "--size", "64x36", P("in.yuv"), P("o.yuv")}, "nv12"},
+        {"crawl speed", {"crawl", P("cr"), "--speed", "0"}, "--speed"},
+        {"crawl direction", {"crawl", P("cr"), "--direction", "right"}, "right"},
+    };
+    for (const auto& c : cases) {
+        const Result r = Lyav(c.args);
+        EXPECT_EQ(r.status, 2) << c.what;
+        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << c.what << ": " << r.err;
+        EXPECT_NE(r.err.find(c.mentions), std::string::npos) << c.what << ": " << r.err;
+        EXPECT_EQ(Files(), inputs) << c.what << " left a file behind";
+    }
+}
+
+TEST_F(LyavTest, CrawlWritesMovingFrames) {
+    for (const char* direction : {"left", "up"}) {
+        const std::string out = P(std::string("crawl-") + direction);
+        const Result r = Lyav({"crawl", out, "--size", "320x180", "--frames", "4", "--speed", "0.75",
+                               "--direction", direction});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.err, "");
+        EXPECT_NE(r.out.find("96/128"), std::string::npos) << r.out;
+        std::vector<Rgba> frames;
+        for (int i = 0; i < 4; ++i) {
+            char name[32];
+            std::snprintf(name, sizeof name, "/crawl-%04d.png", i);
+            EXPECT_NE(r.out.find("wrote " + out + name), std::string::npos) << name;
+            frames.push_back(DecodePng(out + name));
+            ASSERT_EQ(frames.back().width, 320);
+            ASSERT_EQ(frames.back().height, 180);
+            EXPECT_EQ(frames.back().At(3, 3)[0], 255) << "the white bar shows outside the title";
+            if (i > 0) EXPECT_GT(MaxDiff(frames[i - 1], frames[i]), 0) << direction << " frame " << i;
+        }
+        EXPECT_EQ(std::distance(fs::directory_iterator(out), fs::directory_iterator()), 4);
+    }
 }
 
 // ------------------------------------------------------------ bad input
