@@ -52,12 +52,11 @@ enum class Isa : int {
 // The best level this processor (and build) supports.
 Isa BestIsa();
 
-// The level kernels should use now: the best level, or lower when a test has
-// capped it. Cheap: one relaxed atomic load.
+// The level kernels should use now: the best level, or lower under the cap
+// that LySetInstructionSetCap (or LYAVUTILS_ISA at start-up) sets. Cheap: one
+// relaxed atomic load. An operation reads it once, before its bands start,
+// and hands the value to them.
 Isa ActiveIsa();
-
-// Caps the active level (tests and benchmarks only). Returns the previous cap.
-Isa SetIsaCapForTesting(Isa cap);
 
 // The processor feature level: bit 0 MMX, bit 1 SSE, bit 2 SSE2, computed from
 // CPUID leaf 1 EDX. Computed at load; computed on first call if read earlier.
