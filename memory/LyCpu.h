@@ -23,20 +23,20 @@
 #define LY_HAVE_AVX2_KERNELS 0
 #endif
 
-// How many elements the widest vector form `isa` allows has done (0 at the
-// scalar level); the caller's scalar form finishes from there, so head and
-// tail elements follow the scalar rule. The AVX2 call is not compiled where
-// AVX2 kernels are not.
+// The one way a kernel family chooses among its forms. LY_WIDEST_FORM(isa,
+// avx2, sse2, scalar) is the widest of the three expressions that `isa`
+// allows; only that one is evaluated, and the vector expressions are not
+// compiled where their kernels are not (the AVX2 one needs
+// LY_HAVE_AVX2_KERNELS, both need LY_X86). A family without an AVX2 form names
+// its SSE2 form in both vector places. Wrap an argument holding a comma (a
+// template with two arguments) in parentheses.
 #if LY_X86 && LY_HAVE_AVX2_KERNELS
-#define LY_WIDEST_FORM(isa, avx2Call, sse2Call)                                      \
-    ((isa) == ::ly::Isa::Avx2     ? static_cast<size_t>(avx2Call)                    \
-     : (isa) != ::ly::Isa::Scalar ? static_cast<size_t>(sse2Call)                    \
-                                  : size_t{0})
+#define LY_WIDEST_FORM(isa, avx2, sse2, scalar) \
+    ((isa) == ::ly::Isa::Avx2 ? (avx2) : (isa) != ::ly::Isa::Scalar ? (sse2) : (scalar))
 #elif LY_X86
-#define LY_WIDEST_FORM(isa, avx2Call, sse2Call) \
-    ((isa) != ::ly::Isa::Scalar ? static_cast<size_t>(sse2Call) : size_t{0})
+#define LY_WIDEST_FORM(isa, avx2, sse2, scalar) ((isa) != ::ly::Isa::Scalar ? (sse2) : (scalar))
 #else
-#define LY_WIDEST_FORM(isa, avx2Call, sse2Call) (static_cast<void>(isa), size_t{0})
+#define LY_WIDEST_FORM(isa, avx2, sse2, scalar) (static_cast<void>(isa), (scalar))
 #endif
 
 namespace ly {

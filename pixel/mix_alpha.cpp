@@ -473,7 +473,7 @@ LY_TARGET_AVX2 size_t SubtractAlphaAvx2(const unsigned char* s, unsigned char* d
 
 // The pairs of a row: width / 2 of them, i.e. the first (width & ~1) pixels.
 size_t PairedPixels(ly::Isa isa, const unsigned char* s, unsigned char* d, size_t n) {
-    const size_t done = LY_WIDEST_FORM(isa, PairedPixelsAvx2(s, d, n), PairedPixelsSse2(s, d, n));
+    const size_t done = LY_WIDEST_FORM(isa, PairedPixelsAvx2(s, d, n), PairedPixelsSse2(s, d, n), size_t{0});
     PairedPixelsScalar(s, d, done, n);
     return n;
 }
@@ -490,7 +490,7 @@ void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned cha
     const size_t n = static_cast<size_t>(width);
     const size_t paired = n & ~static_cast<size_t>(1);
     const size_t done = LY_WIDEST_FORM(isa, MaskedPairedPixelsAvx2(s, m, d, paired),
-                                            MaskedPairedPixelsSse2(s, m, d, paired));
+                                            MaskedPairedPixelsSse2(s, m, d, paired), size_t{0});
     MaskedPairedPixelsScalar(s, m, d, done, paired);
     if (paired != n) {
         // The lone pixel is mixed from a temporary carrying the scaled alpha.
@@ -502,19 +502,14 @@ void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned cha
 void SubtractAlphaRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
-    const size_t done = LY_WIDEST_FORM(isa, SubtractAlphaAvx2(s, d, n), SubtractAlphaSse2(s, d, n));
+    const size_t done = LY_WIDEST_FORM(isa, SubtractAlphaAvx2(s, d, n), SubtractAlphaSse2(s, d, n), size_t{0});
     SubtractAlphaScalar(s, d, done, n);
 }
 
 void SubtractMaskRow(ly::Isa isa, unsigned char* image, const unsigned char* m, int width) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
-    size_t done = 0;
-#if LY_X86
-    if (isa != ly::Isa::Scalar) done = SubtractMaskSse2(image, m, n);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, SubtractMaskSse2(image, m, n), SubtractMaskSse2(image, m, n), size_t{0});
     SubtractMaskScalar(image, m, done, n);
 }
 
@@ -528,10 +523,8 @@ void MixColor(const unsigned char* source, int sourcePitch, unsigned char* desti
               int height) {
     if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) MixColorRow(isa, s, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        MixColorRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r), width);
     });
 }
 
@@ -544,12 +537,9 @@ void MixColorWithMaskAlpha(const unsigned char* source, int sourcePitch, const u
                            unsigned char* destination, int destinationPitch, int width, int height) {
     if (source == nullptr || mask == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        const unsigned char* m = ly::RowAt(mask, maskPitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, m += maskPitch, d += destinationPitch)
-            MixColorRowWithMask(isa, s, m, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        MixColorRowWithMask(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(mask, maskPitch, r),
+                            ly::RowAt(destination, destinationPitch, r), width);
     });
 }
 
@@ -557,10 +547,8 @@ void OverlayColor(const unsigned char* source, int sourcePitch, unsigned char* d
                   int width, int height) {
     if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) SubtractAlphaRow(isa, s, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        SubtractAlphaRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r), width);
     });
 }
 
@@ -568,11 +556,8 @@ void SubtractImageWithMaskAlpha(unsigned char* image, int imagePitch, const unsi
                                 int width, int height) {
     if (image == nullptr || mask == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, imagePitch, firstRow);
-        const unsigned char* m = ly::RowAt(mask, maskPitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += imagePitch, m += maskPitch) SubtractMaskRow(isa, p, m, width);
-    });
+    ly::ParallelEachRow(height,
+                        [&](int r) { SubtractMaskRow(isa, ly::RowAt(image, imagePitch, r), ly::RowAt(mask, maskPitch, r), width); });
 }
 
 }  // namespace LyPixelUtils

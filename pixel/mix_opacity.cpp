@@ -497,7 +497,7 @@ LY_TARGET_AVX2 size_t OpacityBlackAvx2(const unsigned char* s, unsigned char* d,
 
 void MixOpacityRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     const size_t n = static_cast<size_t>(width);
-    const size_t done = LY_WIDEST_FORM(isa, OpacityBufferAvx2(s, d, n), OpacityBufferSse2(s, d, n));
+    const size_t done = LY_WIDEST_FORM(isa, OpacityBufferAvx2(s, d, n), OpacityBufferSse2(s, d, n), size_t{0});
     OpacityBufferScalar(s, d, done, n);
 }
 
@@ -505,7 +505,7 @@ void MixOpacityColorRow(ly::Isa isa, unsigned char* p, int width, uint32_t colou
     const size_t n = static_cast<size_t>(width);
     RowCache cache{0, colour};
     const size_t done = LY_WIDEST_FORM(isa, OpacityColourAvx2(p, n, colour, cache),
-                                            OpacityColourSse2(p, n, colour, cache));
+                                            OpacityColourSse2(p, n, colour, cache), size_t{0});
     OpacityColourScalar(p, done, n, colour, cache);
 }
 
@@ -514,7 +514,7 @@ void MixOpacityBlackRow(ly::Isa isa, const unsigned char* s, unsigned char* d, i
     const size_t n = static_cast<size_t>(width);
     RowCache cache{0, kOpaqueBlack};
     const size_t done = LY_WIDEST_FORM(isa, OpacityBlackAvx2<InPlace>(s, d, n, cache),
-                                            OpacityBlackSse2<InPlace>(s, d, n, cache));
+                                            OpacityBlackSse2<InPlace>(s, d, n, cache), size_t{0});
     OpacityBlackScalar(s, d, done, n, cache);
 }
 
