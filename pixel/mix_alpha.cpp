@@ -17,13 +17,13 @@
 #include "format/LyColorTables.h"
 #include "memory/LyCpu.h"
 #include "memory/LyUnaligned.h"
+#include "pixel/LyPixelVector.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
 
-constexpr uint32_t kAlphaBits = 0xFF000000u;
-constexpr uint32_t kColourBits = 0x00FFFFFFu;
-
+using ly::kAlphaBits;
+using ly::kColourBits;
 using ly::Load32;
 using ly::Store32;
 
@@ -189,20 +189,10 @@ LY_ALWAYS_INLINE __m128i MaskedSourceSse2(__m128i s, __m128i m4) {
     return _mm_or_si128(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kColourBits))), _mm_slli_epi32(a, 24));
 }
 
-LY_ALWAYS_INLINE __m128i LoadSse2(const unsigned char* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-LY_ALWAYS_INLINE void StoreSse2(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-
-// No alpha bit set in any pixel of v / every alpha bit set in all of them.
-LY_ALWAYS_INLINE bool NoAlphaSse2(__m128i v) {
-    const __m128i a = _mm_and_si128(v, _mm_set1_epi32(static_cast<int>(kAlphaBits)));
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(a, _mm_setzero_si128())) == 0xFFFF;
-}
-LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
-    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(v, am), am)) == 0xFFFF;
-}
+using ly::FullAlphaSse2;
+using ly::LoadSse2;
+using ly::NoAlphaSse2;
+using ly::StoreSse2;
 
 // Over a transparent destination the pair rule gives the source pixel itself
 // (outA = sA, w = 128), except that a transparent source leaves the
@@ -218,9 +208,9 @@ LY_ALWAYS_INLINE __m128i MixOverClearSse2(__m128i s, __m128i d) {
 // division-free forms.
 LY_ALWAYS_INLINE void MixBlockSse2(const __m128i v[4], unsigned char* dp) {
     const __m128i d[4] = {LoadSse2(dp), LoadSse2(dp + 16), LoadSse2(dp + 32), LoadSse2(dp + 48)};
-    if (FullAlphaSse2(_mm_and_si128(_mm_and_si128(d[0], d[1]), _mm_and_si128(d[2], d[3])))) {
+    if (FullAlphaSse2(ly::And4(d))) {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverOpaqueSse2(v[k], d[k]));
-    } else if (NoAlphaSse2(_mm_or_si128(_mm_or_si128(d[0], d[1]), _mm_or_si128(d[2], d[3])))) {
+    } else if (NoAlphaSse2(ly::Or4(d))) {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverClearSse2(v[k], d[k]));
     } else {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], d[k]));
@@ -403,12 +393,8 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) 
                            _mm256_slli_epi32(a, 24));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i LoadAvx2(const unsigned char* p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-LY_TARGET_AVX2 LY_ALWAYS_INLINE void StoreAvx2(unsigned char* p, __m256i v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-}
+using ly::LoadAvx2;
+using ly::StoreAvx2;
 
 // The SSE2 loops eight pixels wide, sixteen per test. vptest answers the
 // block questions straight from the pixels: ZF when no alpha bit is set, CF
