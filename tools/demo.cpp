@@ -1,7 +1,6 @@
 // Prints what the library sees of this machine and runs a few conversions.
 // Linked against the library's internal archive so that it can also show the
-// processor feature level and the kernel set, which the public interface does
-// not expose.
+// processor feature level, which the public interface does not expose.
 
 #include <LyAVUtils.h>
 
@@ -24,13 +23,14 @@ void PrintColor(const char* name, unsigned char r, unsigned char g, unsigned cha
 }  // namespace
 
 int main() {
-    std::printf("LyAVUtils demo\n");
+    const SLyVersionInfo version = LyGetVersionInfo();
+    std::printf("LyAVUtils %s demo\n", version.versionString);
     std::printf("thread pool workers: %d\n", LyThreadPool::ThreadCount());
     static const char* const kIsaNames[] = {"scalar", "SSE2", "AVX2"};
     const uint32_t level = ly::ProcessorFeatureLevel();
     std::printf("processor feature level: %u (MMX %s, SSE %s, SSE2 %s); row kernels: %s\n", level,
                 level & 1u ? "yes" : "no", level & 2u ? "yes" : "no", level & 4u ? "yes" : "no",
-                kIsaNames[static_cast<int>(ly::BestIsa())]);
+                kIsaNames[version.instructionSet]);
 
     const char* names[] = {"BT.601", "BT.709"};
     for (int c = 0; c < 2; ++c) {
