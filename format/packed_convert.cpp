@@ -82,6 +82,10 @@ struct SLyInvCoefs {
 // Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
 constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
 constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
+// UYVY bytes as the AVX2 form reads them from a pair's 32-bit word: U and V
+// masked in place (bytes 0 and 2), the first Y masked in place (byte 1); the
+// second Y is shifted down and keeps the unscaled coefficient.
+constexpr float kUyvyScaleY0 = 256.0f, kUyvyScaleU = 1.0f, kUyvyScaleV = 65536.0f;
 
 struct SLyArith {
     SLyFwdCoefs fwd[2];      // scaled by kFwdScale
@@ -170,8 +174,11 @@ bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const 
                 return false;
         }
     if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
+    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
+                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
     return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
+           InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
+           InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
 }
 
 SLyArith BuildArith() {
@@ -607,65 +614,57 @@ LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-struct SLyInvVec {
-    __m256 y, br, g;  // br: (U->B, V->R) per (U, V) lane pair; g: (U->G, V->G)
-};
-
-LY_TARGET_AVX2 inline SLyInvVec InvVec(const SLyInvCoefs& c) {
-    SLyInvVec k;
-    k.y = _mm256_set1_ps(c.y);
-    k.br = _mm256_setr_ps(c.ub, c.vr, c.ub, c.vr, c.ub, c.vr, c.ub, c.vr);
-    k.g = _mm256_setr_ps(c.ug, c.vg, c.ug, c.vg, c.ug, c.vg, c.ug, c.vg);
-    return k;
+inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
+    return {c.y / kUyvyScaleY0, c.ub / kUyvyScaleU, c.ug / kUyvyScaleU, c.vg / kUyvyScaleV, c.vr / kUyvyScaleV};
 }
 
-// Sixteen bytes-as-words (low byte of each 16-bit lane) -> floats of
-// (value - bias): the value slides into the mantissa of 2^23.
-LY_TARGET_AVX2 inline __m256 WordsToFloatLo(__m256i w, __m256 bias) {
-    return _mm256_sub_ps(_mm256_castsi256_ps(_mm256_unpacklo_epi16(w, _mm256_set1_epi16(0x4B00))), bias);
-}
-LY_TARGET_AVX2 inline __m256 WordsToFloatHi(__m256i w, __m256 bias) {
-    return _mm256_sub_ps(_mm256_castsi256_ps(_mm256_unpackhi_epi16(w, _mm256_set1_epi16(0x4B00))), bias);
-}
-
-// Sixteen UYVY pixels (32 bytes) -> sixty-four BGRA bytes.
-LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigned char* d, const SLyInvVec& k) {
-    const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-    const __m256i yw = _mm256_srli_epi16(in, 8);                              // y0..7 | y8..15
-    const __m256i cw = _mm256_and_si256(in, _mm256_set1_epi16(0xFF));          // u0 v0 .. u3 v3 | u4 v4 ..
-    const __m256 biasY = _mm256_set1_ps(8388608.0f + 16.0f);
-    const __m256 biasC = _mm256_set1_ps(8388608.0f + 128.0f);
-    const __m256i tyLo = Term(WordsToFloatLo(yw, biasY), k.y);                // y0..3 | y8..11
-    const __m256i tyHi = Term(WordsToFloatHi(yw, biasY), k.y);                // y4..7 | y12..15
-    const __m256 cLo = WordsToFloatLo(cw, biasC);                            // pairs 0,1 | 4,5
-    const __m256 cHi = WordsToFloatHi(cw, biasC);                            // pairs 2,3 | 6,7
-    const __m256i brLo = Term(cLo, k.br);                                     // B, R chroma per pair
-    const __m256i brHi = Term(cHi, k.br);
-    const __m256i ty = _mm256_packs_epi32(tyLo, tyHi);                        // per pixel, in order
-    const __m256i br = _mm256_packs_epi32(brLo, brHi);                        // B0 R0 B1 R1 .. B3 R3
-    const __m256i gw = _mm256_packs_epi32(Term(cLo, k.g), Term(cHi, k.g));     // UG0 VG0 UG1 VG1 ..
-    const __m256i dupEven = LaneMask(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
-    const __m256i dupOdd = LaneMask(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
-    const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
-    // U + V of the pair lands in both of its pixels' words.
-    const __m256i gc = _mm256_adds_epi16(gw, _mm256_shuffle_epi8(gw, swap));
-    const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupEven), ty), 6);
-    const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupOdd), ty), 6);
-    const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(gc, ty), 6);
-    const __m256i bR = _mm256_packus_epi16(b, r);                                    // B0..7 R0..7
-    const __m256i gA = _mm256_packus_epi16(g, _mm256_set1_epi16(255));               // G0..7 FF..
-    const __m256i bg = _mm256_unpacklo_epi8(bR, gA);
-    const __m256i ra = _mm256_unpackhi_epi8(bR, gA);
-    const __m256i p0 = _mm256_unpacklo_epi16(bg, ra);                                // px 0..3 | 8..11
-    const __m256i p1 = _mm256_unpackhi_epi16(bg, ra);                                // px 4..7 | 12..15
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(p0, p1, 0x20));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(p0, p1, 0x31));
+// Eight UYVY pairs (32 bytes) -> sixty-four BGRA bytes. One 32-bit lane per
+// pair all the way: the inputs come out of the pair's word by masks and
+// shifts, the chroma terms land in the lane of the pixels that share them,
+// and only the final packing moves bytes across lanes (the shuffle units are
+// what limits this loop). `k` holds the coefficients at the byte weights,
+// `y1` the second pixel's unscaled luma coefficient.
+LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
+                                                 __m256 y1) {
+    const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
+    const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF)), exp23)),
+                                    _mm256_set1_ps(8388608.0f + 128.0f));
+    const __m256 fv = _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_and_si256(w, _mm256_set1_epi32(0xFF0000))),
+                                    _mm256_set1_ps(128.0f * 65536.0f));
+    const __m256 fy0 =
+        _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF00)), exp23)),
+                      _mm256_set1_ps(8388608.0f + 16.0f * 256.0f));
+    const __m256 fy1 = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_srli_epi32(w, 24), exp23)),
+                                     _mm256_set1_ps(8388608.0f + 16.0f));
+    const __m256i ty0 = Term(fy0, _mm256_set1_ps(k.y));
+    const __m256i ty1 = Term(fy1, y1);
+    const __m256i cb = Term(fu, _mm256_set1_ps(k.ub));
+    const __m256i cr = Term(fv, _mm256_set1_ps(k.vr));
+    const __m256i cg = _mm256_add_epi32(Term(fu, _mm256_set1_ps(k.ug)), Term(fv, _mm256_set1_ps(k.vg)));
+    // 32-bit sums then a saturating pack: the same as the saturating 16-bit
+    // chain (the chroma sum fits 16 bits, the full sum never saturates
+    // downwards). The constant 255 * 64 becomes the alpha byte.
+    const __m256i alpha = _mm256_set1_epi32(255 * 64);
+    const __m256i bg0 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cb, ty0), _mm256_add_epi32(cg, ty0)), 6);
+    const __m256i ra0 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cr, ty0), alpha), 6);
+    const __m256i bg1 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cb, ty1), _mm256_add_epi32(cg, ty1)), 6);
+    const __m256i ra1 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cr, ty1), alpha), 6);
+    // Per 128-bit lane: B of four pairs, G, R, A; transposed to four pixels.
+    const __m256i transpose = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const __m256i px0 = _mm256_shuffle_epi8(_mm256_packus_epi16(bg0, ra0), transpose);  // first pixels
+    const __m256i px1 = _mm256_shuffle_epi8(_mm256_packus_epi16(bg1, ra1), transpose);  // second pixels
+    const __m256i lo = _mm256_unpacklo_epi32(px0, px1);  // pixels 0..3 | 8..11
+    const __m256i hi = _mm256_unpackhi_epi32(px0, px1);  // pixels 4..7 | 12..15
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(lo, hi, 0x20));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(lo, hi, 0x31));
 }
 
 LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
-    const SLyInvVec k = InvVec(c);
+    const SLyInvCoefs k = UyvyScaled(c);
+    const __m256 y1 = _mm256_set1_ps(c.y);
     int done = 0;
-    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenAvx2(s, d, k);
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenAvx2(s, d, k, y1);
     return done;
 }
 

@@ -388,45 +388,68 @@ LY_TARGET_AVX2 size_t OpacityBufferAvx2(const unsigned char* s, unsigned char* d
 
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i Broadcast(uint32_t v) { return _mm256_set1_epi32(static_cast<int>(v)); }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE bool BothSameAvx2(__m256i a, __m256i b, __m256i ref) {
-    const __m256i x = _mm256_or_si256(_mm256_xor_si256(a, ref), _mm256_xor_si256(b, ref));
-    return _mm256_testz_si256(x, x);
+// The colour and black rules in place, on even bytes (B, R: the low byte of
+// each 16-bit lane) and odd bytes (G, A: the high byte) without unpacking:
+// every product is at most 255 * 256 and fits an unsigned 16-bit lane, so
+// mullo gives it whole; the even results are shifted down into their low
+// bytes and the odd ones masked where they already sit. The multiplier (the
+// alpha, 256 where it is 255) is spread to both lanes of its pixel by one
+// byte shuffle.
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i Multiplier16Avx2(__m256i v) {
+    const __m256i alphaToWords = _mm256_setr_epi8(3, -1, 3, -1, 7, -1, 7, -1, 11, -1, 11, -1, 15, -1, 15, -1,  //
+                                                  3, -1, 3, -1, 7, -1, 7, -1, 11, -1, 11, -1, 15, -1, 15, -1);
+    const __m256i a16 = _mm256_shuffle_epi8(v, alphaToWords);
+    return _mm256_sub_epi16(a16, _mm256_cmpeq_epi16(a16, _mm256_set1_epi16(255)));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE uint32_t LastLaneAvx2(__m256i v) {
-    return static_cast<uint32_t>(_mm256_extract_epi32(v, 7));
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i EvenBytes(__m256i v) {
+    return _mm256_and_si256(v, _mm256_set1_epi32(0x00FF00FF));
+}
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OddBytes(__m256i v) { return _mm256_srli_epi16(v, 8); }
+
+// (c * (256 - m) + p * m) >> 8 per channel, computed as (p - c) * m + c * 256:
+// the terms wrap in 16 bits, but their sum is the true value (0 .. 255 * 256),
+// so it comes out whole. The alpha byte comes out as c's own alpha where m
+// is 0 and is made opaque everywhere else.
+struct SLyColourAvx2 {
+    __m256i even, odd;        // the colour's even and odd bytes
+    __m256i even256, odd256;  // the same times 256
+};
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE SLyColourAvx2 ColourAvx2(__m256i c) {
+    const __m256i even = EvenBytes(c), odd = OddBytes(c);
+    return {even, odd, _mm256_slli_epi16(even, 8), _mm256_slli_epi16(odd, 8)};
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverColourAvx2(__m256i v, __m256i c16) {
-    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i k256 = _mm256_set1_epi16(256);
-    const __m256i m = MultiplierAvx2(v);
-    const __m256i mLo = SpreadAvx2(m, false), mHi = SpreadAvx2(m, true);
-    const __m256i lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mLo)),
-                                                          _mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), mLo)),
-                                         8);
-    const __m256i hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mHi)),
-                                                          _mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), mHi)),
-                                         8);
-    const __m256i opaque = _mm256_andnot_si256(_mm256_cmpeq_epi32(_mm256_and_si256(v, am), zero), am);
-    return _mm256_or_si256(_mm256_packus_epi16(lo, hi), opaque);
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverColourAvx2(__m256i v, const SLyColourAvx2& c) {
+    const __m256i m = Multiplier16Avx2(v);
+    const __m256i e = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_sub_epi16(EvenBytes(v), c.even), m), c.even256), 8);
+    const __m256i o =
+        _mm256_and_si256(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_sub_epi16(OddBytes(v), c.odd), m), c.odd256),
+                         _mm256_set1_epi32(static_cast<int>(0xFF00FF00u)));
+    const __m256i transparent = _mm256_cmpeq_epi16(m, _mm256_setzero_si256());
+    const __m256i opaque = _mm256_andnot_si256(transparent, _mm256_set1_epi32(static_cast<int>(kAlphaBits)));
+    return _mm256_or_si256(_mm256_or_si256(e, o), opaque);
 }
 
+// floor(p * m / 256) per channel, alpha made opaque.
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverBlackAvx2(__m256i v) {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i m = MultiplierAvx2(v);
-    const __m256i lo = _mm256_mulhi_epu16(_mm256_unpacklo_epi8(zero, v), SpreadAvx2(m, false));
-    const __m256i hi = _mm256_mulhi_epu16(_mm256_unpackhi_epi8(zero, v), SpreadAvx2(m, true));
-    return _mm256_or_si256(_mm256_packus_epi16(lo, hi), _mm256_set1_epi32(static_cast<int>(kOpaqueBlack)));
+    const __m256i m = Multiplier16Avx2(v);
+    const __m256i e = _mm256_srli_epi16(_mm256_mullo_epi16(EvenBytes(v), m), 8);
+    const __m256i o = _mm256_and_si256(_mm256_mullo_epi16(OddBytes(v), m), _mm256_set1_epi32(0x0000FF00));
+    return _mm256_or_si256(_mm256_or_si256(e, o), _mm256_set1_epi32(static_cast<int>(kOpaqueBlack)));
 }
 
+// The AVX2 forms have no row cache: the arithmetic of a group costs about as
+// much as the cache's compare, so every group that is neither wholly opaque
+// nor wholly transparent is computed, which is as fast on flat areas as on
+// busy ones. The cache entry handed to the SSE2 tail is the starting one,
+// still a true (input, output) pair.
 LY_TARGET_AVX2 size_t OpacityColourAvx2(unsigned char* p, size_t n, uint32_t colour, RowCache& cache) {
     const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
     const __m256i c = Broadcast(colour);
-    const __m256i c16 = _mm256_unpacklo_epi8(c, _mm256_setzero_si256());
-    __m256i cacheIn = Broadcast(cache.in);
-    __m256i cacheOut = Broadcast(cache.out);
+    const SLyColourAvx2 cs = ColourAvx2(c);
     size_t x = 0;
     for (; x + 16 <= n; x += 16) {
         unsigned char* bp = p + 4 * x;
@@ -438,26 +461,15 @@ LY_TARGET_AVX2 size_t OpacityColourAvx2(unsigned char* p, size_t n, uint32_t col
             StoreAvx2(bp + 32, c);
             continue;
         }
-        if (BothSameAvx2(v0, v1, cacheIn)) {
-            StoreAvx2(bp, cacheOut);
-            StoreAvx2(bp + 32, cacheOut);
-            continue;
-        }
-        StoreAvx2(bp, OverColourAvx2(v0, c16));
-        cacheIn = v1;
-        cacheOut = OverColourAvx2(v1, c16);
-        StoreAvx2(bp + 32, cacheOut);
+        StoreAvx2(bp, OverColourAvx2(v0, cs));
+        StoreAvx2(bp + 32, OverColourAvx2(v1, cs));
     }
-    cache.in = LastLaneAvx2(cacheIn);
-    cache.out = LastLaneAvx2(cacheOut);
     return x + OpacityColourSse2(p + 4 * x, n - x, colour, cache);
 }
 
 template <bool InPlace>
 LY_TARGET_AVX2 size_t OpacityBlackAvx2(const unsigned char* s, unsigned char* d, size_t n, RowCache& cache) {
     const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
-    __m256i cacheIn = Broadcast(cache.in);
-    __m256i cacheOut = Broadcast(cache.out);
     size_t x = 0;
     for (; x + 16 <= n; x += 16) {
         const __m256i v0 = LoadAvx2(s + 4 * x);
@@ -475,18 +487,9 @@ LY_TARGET_AVX2 size_t OpacityBlackAvx2(const unsigned char* s, unsigned char* d,
             StoreAvx2(dp + 32, am);
             continue;
         }
-        if (BothSameAvx2(v0, v1, cacheIn)) {
-            StoreAvx2(dp, cacheOut);
-            StoreAvx2(dp + 32, cacheOut);
-            continue;
-        }
         StoreAvx2(dp, OverBlackAvx2(v0));
-        cacheIn = v1;
-        cacheOut = OverBlackAvx2(v1);
-        StoreAvx2(dp + 32, cacheOut);
+        StoreAvx2(dp + 32, OverBlackAvx2(v1));
     }
-    cache.in = LastLaneAvx2(cacheIn);
-    cache.out = LastLaneAvx2(cacheOut);
     return x + OpacityBlackSse2<InPlace>(s + 4 * x, d + 4 * x, n - x, cache);
 }
 
