@@ -131,7 +131,7 @@ void FillPatternRows(unsigned char* buffer, int pitch, size_t lineBytes, int hei
     for (int r = 0; r < rows; ++r) {
         unsigned char* d = Row(buffer, pitch, r);
         const size_t done = LY_WIDEST_FORM(isa, PatternRowAvx2(d, lineBytes, pat.bytes),
-                                           PatternRowSse2(d, lineBytes, pat.bytes));
+                                           PatternRowSse2(d, lineBytes, pat.bytes), size_t{0});
         PatternRowScalar(d, done, lineBytes, pat.bytes);
     }
 }

@@ -19,11 +19,12 @@
 #include "LyPixelUtils.h"
 #include "memory/LyCpu.h"
 #include "memory/LyUnaligned.h"
+#include "pixel/LyPixelVector.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
 
-constexpr uint32_t kAlphaBits = 0xFF000000u;
+using ly::kAlphaBits;
 constexpr uint32_t kOpaqueBlack = 0xFF000000u;
 
 using ly::Load32;
@@ -179,28 +180,12 @@ LY_ALWAYS_INLINE uint32_t LastLane(__m128i v) {
     return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(v, 0xFF)));
 }
 
-LY_ALWAYS_INLINE __m128i LoadSse2(const unsigned char* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-LY_ALWAYS_INLINE void StoreSse2(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-
-// Alpha questions about whole blocks: the OR of the pixels has no alpha bit
-// set only if every pixel is transparent, the AND has all of them set only if
-// every pixel is opaque.
-LY_ALWAYS_INLINE bool NoAlphaSse2(__m128i v) {
-    const __m128i a = _mm_and_si128(v, _mm_set1_epi32(static_cast<int>(kAlphaBits)));
-    return AllSse2(_mm_cmpeq_epi32(a, _mm_setzero_si128()));
-}
-LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
-    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
-    return AllSse2(_mm_cmpeq_epi32(_mm_and_si128(v, am), am));
-}
-LY_ALWAYS_INLINE __m128i Or4(const __m128i v[4]) {
-    return _mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3]));
-}
-LY_ALWAYS_INLINE __m128i And4(const __m128i v[4]) {
-    return _mm_and_si128(_mm_and_si128(v[0], v[1]), _mm_and_si128(v[2], v[3]));
-}
+using ly::And4;
+using ly::FullAlphaSse2;
+using ly::LoadSse2;
+using ly::NoAlphaSse2;
+using ly::Or4;
+using ly::StoreSse2;
 
 // Sixteen pixels per test (a loop that branches per 16 bytes is held back by
 // its taken branches alone on flat runs). Opaque source blocks are copied;
@@ -348,12 +333,8 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i BufferHalfAvx2(__m256i s16, __m256i d16,
     return _mm256_add_epi16(d16, _mm256_sign_epi16(scaled, diff));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i LoadAvx2(const unsigned char* p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-LY_TARGET_AVX2 LY_ALWAYS_INLINE void StoreAvx2(unsigned char* p, __m256i v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-}
+using ly::LoadAvx2;
+using ly::StoreAvx2;
 
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverBufferAvx2(__m256i sv, __m256i dv) {
     const __m256i zero = _mm256_setzero_si256();
@@ -530,31 +511,31 @@ void MixWithOpacityBuffer(const unsigned char* source, int sourcePitch, unsigned
     if (width < 1 || height < 1 || destinationPitch < 1 || sourcePitch < 1) return;
     if (source == nullptr || destination == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) MixOpacityRow(isa, s, d, width);
-    });
+    ly::ParallelEachRow(
+        height,
+        [&](int r) { MixOpacityRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r), width); },
+        ly::PoolRoute::Exported);
 }
 
 void MixWithOpacityColor(unsigned char* image, int width, int height, int pitch, uint32_t color) {
     if (width < 1 || height < 1 || pitch < 1 || color == 0) return;
     if (image == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, pitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += pitch) MixOpacityColorRow(isa, p, width, color);
-    });
+    ly::ParallelEachRow(
+        height, [&](int r) { MixOpacityColorRow(isa, ly::RowAt(image, pitch, r), width, color); }, ly::PoolRoute::Exported);
 }
 
 void MixWithOpacityBlack(unsigned char* image, int width, int height, int pitch) {
     if (width < 1 || height < 1 || pitch < 1) return;
     if (image == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, pitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += pitch) MixOpacityBlackRow<true>(isa, p, p, width);
-    });
+    ly::ParallelEachRow(
+        height,
+        [&](int r) {
+            unsigned char* p = ly::RowAt(image, pitch, r);
+            MixOpacityBlackRow<true>(isa, p, p, width);
+        },
+        ly::PoolRoute::Exported);
 }
 
 void MixWithOpacityBlack(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
@@ -562,11 +543,9 @@ void MixWithOpacityBlack(const unsigned char* source, int sourcePitch, unsigned 
     if (width < 1 || height < 1) return;
     if (source == nullptr || destination == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch)
-            MixOpacityBlackRow<false>(isa, s, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        MixOpacityBlackRow<false>(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r),
+                                  width);
     });
 }
 
