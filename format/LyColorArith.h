@@ -39,6 +39,10 @@ struct SLyInvCoefs {
 // Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
 constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
 constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
+// UYVY bytes as the AVX2 form reads them from a pair's 32-bit word: U and V
+// masked in place (bytes 0 and 2), the first Y masked in place (byte 1); the
+// second Y is shifted down and keeps the unscaled coefficient.
+constexpr float kUyvyScaleY0 = 256.0f, kUyvyScaleU = 1.0f, kUyvyScaleV = 65536.0f;
 
 struct SLyArith {
     SLyFwdCoefs fwd[2];      // scaled by kFwdScale
@@ -138,8 +142,12 @@ constexpr bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyArith& a,
                 return false;
         }
     if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
-    return InverseFormExact(t, a.inv[cs], 1.0f, 1.0f, 1.0f) &&
-           InverseFormExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
+    const SLyInvCoefs& inv = a.inv[cs];
+    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
+                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
+    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
+           InverseFormExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
+           InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
 }
 
 // The coefficients the AVX2 converters use (defined with the tables).
