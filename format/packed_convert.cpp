@@ -10,11 +10,11 @@
 //    word is the single-precision product of the input and the coefficient
 //    times 64, rounded; for every entry of both table sets that rounding
 //    equals the round-to-nearest-even conversion of the same float product,
-//    which is verified entry by entry before the AVX2 forms are ever chosen
-//    (ArithmeticFormsExact), so a multiply and a convert replace a gather.
+//    which is proved entry by entry at compile time (format/LyColorArith.h),
+//    so a multiply and a convert replace a gather.
 //
 // Where a vector form skips a clamp or a saturation, it does so because the
-// table bounds make it a no-op (verified once, TableBoundsHold): the forward
+// table bounds make it a no-op (proved at compile time, TableBoundsHold): the forward
 // sums never leave 0 .. 255 * 64 + 63, and the inverse sums never saturate
 // downwards, so saturating upwards and then clamping gives 255 either way.
 //
@@ -23,10 +23,10 @@
 // pixels follow exactly the same rule.
 
 #include <algorithm>
-#include <cfenv>
 #include <cstring>
 
 #include "LyFormatUtils.h"
+#include "format/LyColorArith.h"
 #include "format/LyColorTables.h"
 #include "format/LyPackedKernels.h"
 #include "memory/LyUnaligned.h"
@@ -55,164 +55,6 @@ inline int Reduce16(unsigned s) {
 }
 
 inline int PairBytes(Layout422 l) { return Is16Bit(l) ? 8 : 4; }
-
-// Round to nearest, ties to even, of a float that holds an integer plus a
-// fraction (|p| < 2^23): the rounding the AVX2 conversion performs.
-int RoundNearestEven(float p) {
-    int n = static_cast<int>(p);
-    const float f = p - static_cast<float>(n);  // exact
-    if (f > 0.5f || (f == 0.5f && (n & 1) != 0))
-        ++n;
-    else if (f < -0.5f || (f == -0.5f && (n & 1) != 0))
-        --n;
-    return n;
-}
-
-// Coefficients times 64 in single precision, exactly as the tables were built,
-// each divided by the weight of its input's byte in a 32-bit pixel word: the
-// AVX2 forms mask a byte in place instead of shifting it down, and scaling
-// both factors by powers of two leaves the rounded product unchanged.
-struct SLyFwdCoefs {
-    float y[3], u[3], v[3];  // indexed kTabR, kTabG, kTabB
-};
-struct SLyInvCoefs {
-    float y, ub, ug, vg, vr;
-};
-
-// Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
-constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
-constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
-// UYVY bytes as the AVX2 form reads them from a pair's 32-bit word: U and V
-// masked in place (bytes 0 and 2), the first Y masked in place (byte 1); the
-// second Y is shifted down and keeps the unscaled coefficient.
-constexpr float kUyvyScaleY0 = 256.0f, kUyvyScaleU = 1.0f, kUyvyScaleV = 65536.0f;
-
-struct SLyArith {
-    SLyFwdCoefs fwd[2];      // scaled by kFwdScale
-    SLyInvCoefs inv[2];      // unscaled: 4:2:2 samples are unpacked to values
-    SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
-    bool boundsHold = false;
-    bool exact = false;
-};
-
-bool TableBoundsHold(const SLyColorTableSet& t) {
-    // Forward: layouts 1, 2 and 3 carry the same words (the cross-format
-    // mixers rely on layout 3 too); every partial sum stays inside int16 and
-    // the final sum inside 0 .. 255 * 64 + 63.
-    static constexpr int kFwd1Pos[3] = {2, 0, 3};  // U, Y, V words of layout 1
-    static constexpr int kFwd3Pos[3] = {1, 2, 0};  // U, Y, V words of layout 3
-    for (int k = 0; k < 3; ++k) {
-        int lo[3], hi[3];
-        for (int c = 0; c < 3; ++c) {
-            lo[c] = 32767;
-            hi[c] = -32768;
-            for (int i = 0; i < 256; ++i) {
-                if (t.fwd1[c][i][kFwd1Pos[k]] != t.fwd2[c][i][k] || t.fwd3[c][i][kFwd3Pos[k]] != t.fwd2[c][i][k] ||
-                    t.fwd2[c][i][3] != 0 || t.fwd1[c][i][1] != 0)
-                    return false;
-                lo[c] = std::min<int>(lo[c], t.fwd2[c][i][k]);
-                hi[c] = std::max<int>(hi[c], t.fwd2[c][i][k]);
-            }
-        }
-        if (t.off1[kFwd1Pos[k]] != t.off2[k] || t.off3[kFwd3Pos[k]] != t.off2[k]) return false;
-        const int lo2 = lo[kTabB] + lo[kTabG], hi2 = hi[kTabB] + hi[kTabG];
-        const int lo3 = lo2 + lo[kTabR], hi3 = hi2 + hi[kTabR];
-        const int lo4 = lo3 + t.off2[k], hi4 = hi3 + t.off2[k];
-        for (int v : {lo2, hi2, lo3, hi3})
-            if (v < -32768 || v > 32767) return false;
-        if (lo4 < 0 || hi4 > 255 * 64 + 63) return false;
-    }
-    // Inverse: the chroma partial sum never saturates and the full sum never
-    // saturates downwards.
-    for (int k = 0; k < 3; ++k) {
-        int lo[3], hi[3];
-        for (int c = 0; c < 3; ++c) {
-            lo[c] = 32767;
-            hi[c] = -32768;
-            for (int i = 0; i < 256; ++i) {
-                lo[c] = std::min<int>(lo[c], t.inv[c][i][k]);
-                hi[c] = std::max<int>(hi[c], t.inv[c][i][k]);
-            }
-        }
-        const int loC = lo[kTabU] + lo[kTabV], hiC = hi[kTabU] + hi[kTabV];
-        if (loC < -32768 || hiC > 32767 || loC + lo[kTabY] < -32768) return false;
-    }
-    return true;
-}
-
-// The table word of `input` as an AVX2 form computes it: the input at its
-// byte weight (exact in float) times the stored coefficient (already divided
-// by that weight), rounded to nearest even.
-int ScaledWord(int input, float weight, float scaledCoefficient) {
-    return RoundNearestEven(static_cast<float>(input) * weight * scaledCoefficient);
-}
-
-bool InverseFormExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
-    for (int i = 0; i < 256; ++i) {
-        const int ty = ScaledWord(i - 16, wy, v.y);
-        const auto& ey = t.inv[kTabY][i];
-        const auto& eu = t.inv[kTabU][i];
-        const auto& ev = t.inv[kTabV][i];
-        if (ey[0] != ty || ey[1] != ty || ey[2] != ty || ey[3] != 0) return false;
-        if (eu[0] != ScaledWord(i - 128, wu, v.ub) || eu[1] != ScaledWord(i - 128, wu, v.ug) || eu[2] != 0 ||
-            eu[3] != 0)
-            return false;
-        if (ev[0] != 0 || ev[1] != ScaledWord(i - 128, wv, v.vg) || ev[2] != ScaledWord(i - 128, wv, v.vr) ||
-            ev[3] != 0)
-            return false;
-    }
-    return true;
-}
-
-bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const SLyInvCoefs& inv,
-                         const SLyInvCoefs& invVuya) {
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float w = kFwdScale[c];
-            if (ScaledWord(i, w, f.u[c]) != t.fwd2[c][i][0] || ScaledWord(i, w, f.y[c]) != t.fwd2[c][i][1] ||
-                ScaledWord(i, w, f.v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
-    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
-                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
-    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
-           InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
-}
-
-SLyArith BuildArith() {
-    // The verdict must not depend on the rounding mode of whichever thread
-    // happens to call first.
-    const int mode = std::fegetround();
-    std::fesetround(FE_TONEAREST);
-    SLyArith a{};
-    a.boundsHold = true;
-    a.exact = true;
-    for (int cs = 0; cs < 2; ++cs) {
-        const auto& m = kColorMatrices[cs];
-        for (int c = 0; c < 3; ++c) {
-            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f / kFwdScale[c];
-        }
-        // Matrix rows R, G, B; columns (Y-16), (U-128), (V-128).
-        a.inv[cs] = {m.yuvToRgb[0][0] * 64.0f, m.yuvToRgb[2][1] * 64.0f, m.yuvToRgb[1][1] * 64.0f,
-                     m.yuvToRgb[1][2] * 64.0f, m.yuvToRgb[0][2] * 64.0f};
-        a.invVuya[cs] = {a.inv[cs].y / kVuyaScaleY, a.inv[cs].ub / kVuyaScaleU, a.inv[cs].ug / kVuyaScaleU,
-                         a.inv[cs].vg / kVuyaScaleV, a.inv[cs].vr / kVuyaScaleV};
-        a.boundsHold = a.boundsHold && TableBoundsHold(ColorTables(cs));
-        a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
-    }
-    a.exact = a.exact && a.boundsHold;
-    std::fesetround(mode);
-    return a;
-}
-
-const SLyArith& Arith() {
-    static const SLyArith a = BuildArith();
-    return a;
-}
 
 // ------------------------------------------------------------ scalar forms
 
@@ -789,95 +631,65 @@ LY_TARGET_AVX2 int AlphaPlaneAvx2(const unsigned char* s, unsigned char* d, int 
 #endif  // LY_HAVE_AVX2_KERNELS
 #endif  // LY_X86
 
-// Checked per row, not per call: the rows may run on pool workers, whose
-// floating-point environment is their own. The AVX2 forms round like the
-// tables only under round-to-nearest.
-inline bool UseAvx2(Isa isa) {
-#if LY_X86 && LY_HAVE_AVX2_KERNELS
-    return isa == Isa::Avx2 && (_mm_getcsr() & 0x6000u) == 0;
-#else
-    (void)isa;
-    return false;
-#endif
-}
-
-inline bool UseSse2(Isa isa) {
+// The form a row uses: AVX2 only under round-to-nearest, checked per row,
+// not per call: the rows may run on pool workers, whose floating-point
+// environment is their own, and the AVX2 forms round like the tables only
+// under round-to-nearest. The AVX2 forms do whole blocks of their width; the
+// SSE2 form continues with what is left, the scalar form finishes.
+inline Isa RowIsa(Isa isa) {
 #if LY_X86
-    return isa >= Isa::Sse2;
-#else
-    (void)isa;
-    return false;
+    if (isa == Isa::Avx2 && (_mm_getcsr() & 0x6000u) != 0) return Isa::Sse2;
 #endif
+    return isa;
 }
-
-// ------------------------------------------------------------ dispatch by form
-// Each runs the widest form on as much as it can take, then steps down.
 
 void BgraToUyvyPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = BgraToUyvyPairsAvx2(Arith().fwd[cs], s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, BgraToUyvyPairsAvx2(kColorArith.fwd[cs], s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done),
+                           BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done), 0);
     BgraToUyvyPairsScalar(t, s + 8 * done, d + 4 * done, pairs - done);
 }
 
 void VuyaToUyvyPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = VuyaToUyvyPairsAvx2(s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, VuyaToUyvyPairsAvx2(s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done),
+                           VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done), 0);
     VuyaToUyvyPairsScalar(s + 8 * done, d + 4 * done, pairs - done);
 }
 
 void UyvyToBgraPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = UyvyToBgraPairsAvx2(Arith().inv[cs], s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, UyvyToBgraPairsAvx2(kColorArith.inv[cs], s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done),
+                           UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done), 0);
     UyvyToBgraPairsScalar(t, s + 4 * done, d + 8 * done, pairs - done);
 }
 
 void UyvyToVuyaPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = UyvyToVuyaPairsAvx2(s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, UyvyToVuyaPairsAvx2(s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done),
+                           UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done), 0);
     UyvyToVuyaPairsScalar(s + 4 * done, d + 8 * done, pairs - done);
 }
 
 void Reduce16Samples(Isa isa, const unsigned char* s, unsigned char* d, int samples) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = Reduce16Avx2(s, d, samples);
-#endif
-    if (UseSse2(isa)) done += Reduce16Sse2(s + 2 * done, d + done, samples - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, Reduce16Avx2(s, d, samples), 0, 0);
+    done += LY_WIDEST_FORM(isa, Reduce16Sse2(s + 2 * done, d + done, samples - done),
+                           Reduce16Sse2(s + 2 * done, d + done, samples - done), 0);
     Reduce16Scalar(s + 2 * done, d + done, samples - done);
 }
 
 void Relayout(Isa isa, Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = RelayoutAvx2(l, s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, RelayoutAvx2(l, s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done),
+                           RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done), 0);
     RelayoutScalar(l, s + 4 * done, d + PairBytes(l) * done, pairs - done);
 }
 
@@ -951,14 +763,6 @@ void UyvyRow(PairsFn core, Isa isa, int cs, int depth, const unsigned char* s, i
 
 // ------------------------------------------------------------ kernel entry points
 
-Isa ConverterIsa() {
-    Isa isa = ActiveIsa();
-    const SLyArith& a = Arith();
-    if (!a.boundsHold) return Isa::Scalar;
-    if (isa == Isa::Avx2 && !a.exact) isa = Isa::Sse2;
-    return isa;
-}
-
 void BgraTo422Row(Isa isa, int colorimetry, Layout422 layout, const unsigned char* src, unsigned char* dst,
                   int width) {
     ProducePairs(&BgraToUyvyPairs, isa, colorimetry, layout, src, dst, width / 2);
@@ -991,40 +795,30 @@ void UyvyToVuyaRow(Isa isa, int depth, const unsigned char* src, int pairStart, 
 
 void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = BgraToVuyaAvx2(Arith().fwd[colorimetry], src, dst, width);
-#endif
-    if (UseSse2(isa)) done += BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, BgraToVuyaAvx2(kColorArith.fwd[colorimetry], src, dst, width), 0, 0);
+    done += LY_WIDEST_FORM(isa, BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done),
+                           BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     BgraToVuyaScalar(t, src + 4 * done, dst + 4 * done, width - done);
 }
 
 void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = VuyaToBgraAvx2(Arith().invVuya[colorimetry], src, dst, width);
-#endif
-    if (UseSse2(isa)) done += VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, VuyaToBgraAvx2(kColorArith.invVuya[colorimetry], src, dst, width), 0, 0);
+    done += LY_WIDEST_FORM(isa, VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done),
+                           VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     VuyaToBgraScalar(t, src + 4 * done, dst + 4 * done, width - done);
 }
 
 void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, int count) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = AlphaPlaneAvx2(src, alphaDst, count);
-#endif
-    if (UseSse2(isa)) done += AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, AlphaPlaneAvx2(src, alphaDst, count), 0, 0);
+    done += LY_WIDEST_FORM(isa, AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done),
+                           AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done), 0);
     AlphaPlaneScalar(src + 4 * done, alphaDst + 2 * done, count - done);
 }
 
-bool ArithmeticFormsExact() { return Arith().exact; }
 
 }  // namespace ly::packed
 
@@ -1044,9 +838,7 @@ bool KnownDepth(unsigned char depth) { return depth == 8 || depth == 16; }
 template <class Row>
 void ForEachRow(ly::PoolRoute route, const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
                 int height, Row row) {
-    ly::ParallelRows(route, height, [&](int firstRow, int rows) {
-        for (int r = firstRow; r < firstRow + rows; ++r) row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r));
-    });
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r)); }, route);
 }
 
 // The driver the two UYVY readers share: it repeats the image checks, then
@@ -1065,12 +857,10 @@ template <class PackedRow>
 void ForEachRowWithAlpha(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
                          unsigned char* alphaDst, int alphaPitch, int height, int alphaCount, ly::Isa isa,
                          PackedRow packedRow) {
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        for (int r = firstRow; r < firstRow + rows; ++r) {
-            const unsigned char* s = ly::RowAt(src, srcPitch, r);
-            packedRow(s, ly::RowAt(dst, dstPitch, r));
-            ly::packed::AlphaPlaneRow(isa, s, ly::RowAt(alphaDst, alphaPitch, r), alphaCount);
-        }
+    ly::ParallelEachRow(height, [&](int r) {
+        const unsigned char* s = ly::RowAt(src, srcPitch, r);
+        packedRow(s, ly::RowAt(dst, dstPitch, r));
+        ly::packed::AlphaPlaneRow(isa, s, ly::RowAt(alphaDst, alphaPitch, r), alphaCount);
     });
 }
 
@@ -1082,7 +872,7 @@ int BGRA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned cha
                       unsigned char depth, ELyColorimetry colorimetry, int width, int height) {
     if (!Images(source, destination, width, height)) return 0;
     if (!KnownColorimetry(colorimetry) || !KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Uyvy16 : Layout422::Uyvy8;
     ForEachRow(ly::PoolRoute::Exported, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) {
@@ -1095,7 +885,7 @@ int BGRA4444ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned ch
                        int destinationPitch, unsigned char /*depth*/, ELyColorimetry colorimetry, int width,
                        int height) {
     if (!Images(source, destination, width, height) || !KnownColorimetry(colorimetry)) return 1;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) {
                    ly::packed::BgraToVuyaRow(isa, colorimetry, s, d, width);
@@ -1107,7 +897,7 @@ int VUYA4444ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned ch
                        int destinationPitch, unsigned char /*depth*/, ELyColorimetry colorimetry, int width,
                        int height) {
     if (!Images(source, destination, width, height) || !KnownColorimetry(colorimetry)) return 1;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) {
                    ly::packed::VuyaToBgraRow(isa, colorimetry, s, d, width);
@@ -1118,7 +908,7 @@ int VUYA4444ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned ch
 int UYVY422ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned char depth, ELyColorimetry colorimetry,
                       unsigned char* destination, int destinationPitch, int width, int height) {
     const bool chosen = KnownColorimetry(colorimetry) && KnownDepth(depth);
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     return RunUyvyReader(chosen, source, sourcePitch, destination, destinationPitch, width, height,
                          [&](const unsigned char* s, unsigned char* d) {
                              ly::packed::UyvyToBgraRow(isa, colorimetry, depth, s, 1, d, width);
@@ -1127,7 +917,7 @@ int UYVY422ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned cha
 
 int UYVY422ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned char depth, unsigned char* destination,
                       int destinationPitch, int width, int height, unsigned char /*alpha*/) {
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     return RunUyvyReader(KnownDepth(depth), source, sourcePitch, destination, destinationPitch, width, height,
                          [&](const unsigned char* s, unsigned char* d) {
                              ly::packed::UyvyToVuyaRow(isa, depth, s, 1, d, width);
@@ -1137,7 +927,7 @@ int UYVY422ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned cha
 int VUYA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
                       unsigned char depth, int width, int height) {
     if (!Images(source, destination, width, height) || !KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Uyvy16 : Layout422::Uyvy8;
     ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) { ly::packed::VuyaTo422Row(isa, layout, s, d, width); });
@@ -1149,7 +939,7 @@ int BGRA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned ch
                        ELyColorimetry colorimetry, int width, int height) {
     if (!Images(source, destination, width, height) || alphaDestination == nullptr) return 0;
     if (!KnownColorimetry(colorimetry) || !KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Yuyv16 : Layout422::Yuyv8;
     ForEachRowWithAlpha(source, sourcePitch, destination, destinationPitch, alphaDestination, alphaPitch, height,
                         width & ~1, isa, [&](const unsigned char* s, unsigned char* d) {
@@ -1163,7 +953,7 @@ int VUYA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned ch
                        int width, int height) {
     if (!Images(source, destination, width, height) || alphaDestination == nullptr) return 0;
     if (!KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Yuyv16 : Layout422::Yuyv8;
     // Exactly the pixels whose packed bytes are written get an alpha sample.
     const int alphaCount = width < 2 ? 0 : (depth == 8 ? width : (width & ~1));

@@ -210,16 +210,14 @@ int OverPairsSse2(const SLyColorTableSet& t, const unsigned char* o, unsigned ch
 // converters' vector row kernels and then mixed a vector at a time. Those
 // kernels add the same table words in the same order with the same
 // saturation and shift (and copy the alpha, from which the weights follow),
-// so the bytes are those of a lookup per pixel; the converters refuse their
-// vector forms (ConverterIsa() is then scalar) when the tables would not
-// allow that, and so does this path.
+// so the bytes are those of a lookup per pixel (the table bounds that make
+// this so are proved at compile time, format/LyColorArith.h).
 
 constexpr int kRunPixels = 128;  // even, so a run never splits a pair
 
 // Everything a row kernel needs besides its pointers.
 struct SLyMixRow {
-    Isa isa;         // mixing kernels
-    Isa convertIsa;  // converters' row kernels (the same level, or SSE2 under AVX2; see ConverterIsa)
+    Isa isa;  // every kernel of the operation, converters included
     int colorimetry;
     const SLyColorTableSet* tables;
 };
@@ -300,9 +298,9 @@ void MixConverted(Isa isa, const unsigned char* c, unsigned char* d, int n) {
 template <int Dir>
 void ConvertRun(const SLyMixRow& row, const unsigned char* o, unsigned char* run, int n) {
     if (Dir == kBgraIntoVuya)
-        ly::packed::BgraToVuyaRow(row.convertIsa, row.colorimetry, o, run, n);
+        ly::packed::BgraToVuyaRow(row.isa, row.colorimetry, o, run, n);
     else
-        ly::packed::VuyaToBgraRow(row.convertIsa, row.colorimetry, o, run, n);
+        ly::packed::VuyaToBgraRow(row.isa, row.colorimetry, o, run, n);
 }
 
 // The weighted rule over a row's whole pairs, a converted run at a time;
@@ -333,13 +331,8 @@ void Row32(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int w
 
 using Row32Kernel = void (*)(const SLyMixRow&, const unsigned char*, unsigned char*, int);
 
-// The row kernels' instruction sets: the converters' choice can be lower than
-// the mixers' (it also checks the tables and the rounding mode).
 SLyMixRow MixRowSetup(int colorimetry) {
-    const Isa isa = ly::ActiveIsa();
-    Isa convertIsa = ly::packed::ConverterIsa();
-    if (isa == Isa::Scalar) convertIsa = Isa::Scalar;
-    return {isa, convertIsa, colorimetry, &ly::ColorTables(colorimetry)};
+    return {ly::ActiveIsa(), colorimetry, &ly::ColorTables(colorimetry)};
 }
 
 template <int Dir>
@@ -595,7 +588,7 @@ void BgraPairs422Runs(const SLyMixRow& row, const unsigned char* o, unsigned cha
         const int n = pairs - p < kRunPairs ? pairs - p : kRunPairs;
         const unsigned char* op = o + 8 * p;
         if (RunTransparent(op, 2 * n)) continue;
-        ly::packed::BgraToVuyaRow(row.convertIsa, row.colorimetry, op, run, 2 * n);
+        ly::packed::BgraToVuyaRow(row.isa, row.colorimetry, op, run, 2 * n);
         VuyaPairs422<D16>(row.isa, run, d + kPairBytes * p, n);
     }
 }
