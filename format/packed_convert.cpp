@@ -39,13 +39,6 @@ namespace {
 
 constexpr int kChunkPairs = 128;  // staging size for 16-bit and YUYV rows
 
-inline int SatAdd16(int a, int b) {
-    const int s = a + b;
-    return s < -32768 ? -32768 : (s > 32767 ? 32767 : s);
-}
-
-inline unsigned char ClampByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
-
 // A 16-bit 4:2:2 sample holds an 8-bit value times 4; anything between (true
 // 10-bit values) rounds to the nearest 8-bit value, anything above 1021
 // saturates at 255.
@@ -61,12 +54,7 @@ inline int PairBytes(Layout422 l) { return Is16Bit(l) ? 8 : 4; }
 // Forward layout 2 of one BGRA pixel: B + G, + R, + offset, each saturating,
 // then an arithmetic shift. out = U, Y, V.
 inline void ForwardPixel(const SLyColorTableSet& t, const unsigned char* p, int out[3]) {
-    for (int k = 0; k < 3; ++k) {
-        int s = SatAdd16(t.fwd2[kTabB][p[0]][k], t.fwd2[kTabG][p[1]][k]);
-        s = SatAdd16(s, t.fwd2[kTabR][p[2]][k]);
-        s = SatAdd16(s, t.off2[k]);
-        out[k] = s >> 6;
-    }
+    for (int k = 0; k < 3; ++k) out[k] = ForwardSum(t.fwd2, t.off2, p[0], p[1], p[2], k) >> 6;
 }
 
 void BgraToUyvyPairsScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int pairs) {
@@ -92,10 +80,7 @@ void VuyaToUyvyPairsScalar(const unsigned char* s, unsigned char* d, int pairs) 
 
 // One BGRA pixel from chroma (U + V, saturating) and its own Y.
 inline void InversePixel(const SLyColorTableSet& t, int u, int v, int y, unsigned char* d) {
-    for (int k = 0; k < 3; ++k) {
-        const int c = SatAdd16(t.inv[kTabU][u][k], t.inv[kTabV][v][k]);
-        d[k] = ClampByte(SatAdd16(c, t.inv[kTabY][y][k]) >> 6);
-    }
+    for (int k = 0; k < 3; ++k) d[k] = InverseByte(t, y, u, v, k);
     d[3] = 255;
 }
 
@@ -123,12 +108,8 @@ void UyvyToVuyaPairsScalar(const unsigned char* s, unsigned char* d, int pairs) 
 void BgraToVuyaScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
     for (int i = 0; i < width; ++i, s += 4, d += 4) {
         unsigned w[4];
-        for (int k = 0; k < 4; ++k) {
-            int x = SatAdd16(t.fwd1[kTabB][s[0]][k], t.fwd1[kTabG][s[1]][k]);
-            x = SatAdd16(x, t.fwd1[kTabR][s[2]][k]);
-            x = SatAdd16(x, t.off1[k]);
-            w[k] = (static_cast<unsigned>(x) & 0xFFFFu) >> 6;  // logical shift of the 16-bit word
-        }
+        for (int k = 0; k < 4; ++k)  // logical shift of the 16-bit word
+            w[k] = (static_cast<unsigned>(ForwardSum(t.fwd1, t.off1, s[0], s[1], s[2], k)) & 0xFFFFu) >> 6;
         d[0] = static_cast<unsigned char>(w[3]);
         d[1] = static_cast<unsigned char>(w[2]);
         d[2] = static_cast<unsigned char>(w[0]);
@@ -138,11 +119,7 @@ void BgraToVuyaScalar(const SLyColorTableSet& t, const unsigned char* s, unsigne
 
 void VuyaToBgraScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
     for (int i = 0; i < width; ++i, s += 4, d += 4) {
-        for (int k = 0; k < 3; ++k) {
-            int x = SatAdd16(t.inv[kTabV][s[0]][k], t.inv[kTabU][s[1]][k]);
-            x = SatAdd16(x, t.inv[kTabY][s[2]][k]);
-            d[k] = ClampByte(x >> 6);
-        }
+        for (int k = 0; k < 3; ++k) d[k] = InverseByte(t, s[2], s[1], s[0], k);
         d[3] = s[3];
     }
 }
