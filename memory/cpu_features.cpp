@@ -2,7 +2,6 @@
 
 #include <cctype>
 #include <cstdlib>
-#include <cstring>
 
 #include "LyAVUtilsVersion.h"
 
@@ -101,7 +100,7 @@ uint32_t ProcessorFeatureLevel() {
 ELyInstructionSet LySetInstructionSetCap(ELyInstructionSet cap) {
     if (cap < InstructionSet_Scalar || cap > InstructionSet_AVX2)
         return static_cast<ELyInstructionSet>(ly::IsaCap().load(std::memory_order_relaxed));
-    return static_cast<ELyInstructionSet>(ly::IsaCap().exchange(cap, std::memory_order_relaxed));
+    return static_cast<ELyInstructionSet>(ly::IsaCap().exchange(cap));
 }
 
 ELyInstructionSet LyGetInstructionSet() { return static_cast<ELyInstructionSet>(ly::ActiveIsa()); }
