@@ -150,6 +150,57 @@ constexpr bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyArith& a,
            InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
 }
 
+// Forms with a fused multiply-add round the exact product once, and add it
+// to 1.5 * 2^23 (plus an offset that is an even whole number) so that the
+// rounded word lands in the low bits of the sum's bit pattern, where integer
+// adds can take it: fma(x, c, M + k) == M + k + round(x * c) whenever
+// |x * c| < 2^22. That single rounding must match every table word although
+// the tables round the product to single precision first. The product of two
+// floats is exact in double, so the word is that double rounded to the
+// nearest integer, ties to even.
+constexpr float kFusedMagic = 12582912.0f;  // 1.5 * 2^23
+
+constexpr int FusedWord(float x, float c) {
+    const double p = static_cast<double>(x) * static_cast<double>(c);
+    long long n = static_cast<long long>(p);
+    const double f = p - static_cast<double>(n);  // exact
+    if (f > 0.5 || (f == 0.5 && (n & 1) != 0))
+        ++n;
+    else if (f < -0.5 || (f == -0.5 && (n & 1) != 0))
+        --n;
+    return static_cast<int>(n);
+}
+
+constexpr bool FusedInverseExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
+    for (int i = 0; i < 256; ++i) {
+        const float y = static_cast<float>(i - 16) * wy;
+        const float u = static_cast<float>(i - 128) * wu, w = static_cast<float>(i - 128) * wv;
+        if (FusedWord(y, v.y) != t.inv[kTabY][i][0] || FusedWord(u, v.ub) != t.inv[kTabU][i][0] ||
+            FusedWord(u, v.ug) != t.inv[kTabU][i][1] || FusedWord(w, v.vg) != t.inv[kTabV][i][1] ||
+            FusedWord(w, v.vr) != t.inv[kTabV][i][2])
+            return false;
+    }
+    return true;
+}
+
+// True when the fused forms reproduce every table word of colorimetry cs, at
+// the byte weights the forms use.
+constexpr bool FusedFormExact(const SLyColorTableSet& t, const SLyArith& a, int cs) {
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < 256; ++i) {
+            const float x = static_cast<float>(i) * kFwdScale[c];
+            if (FusedWord(x, a.fwd[cs].u[c]) != t.fwd2[c][i][0] || FusedWord(x, a.fwd[cs].y[c]) != t.fwd2[c][i][1] ||
+                FusedWord(x, a.fwd[cs].v[c]) != t.fwd2[c][i][2])
+                return false;
+        }
+    const SLyInvCoefs& inv = a.inv[cs];
+    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
+                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
+    return FusedInverseExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
+           FusedInverseExact(t, inv, 1.0f, 1.0f, 1.0f) &&
+           FusedInverseExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
+}
+
 // The coefficients the AVX2 converters use (defined with the tables).
 extern const SLyArith kColorArith;
 

@@ -80,6 +80,8 @@ static_assert(TableBoundsHold(kColorTableSets[0]) && TableBoundsHold(kColorTable
 static_assert(ArithmeticFormExact(kColorTableSets[0], kColorArith, 0) &&
                   ArithmeticFormExact(kColorTableSets[1], kColorArith, 1),
               "the AVX2 converters' products must reproduce every table word");
+static_assert(FusedFormExact(kColorTableSets[0], kColorArith, 0) && FusedFormExact(kColorTableSets[1], kColorArith, 1),
+              "the fused AVX2 converters' products must reproduce every table word");
 constexpr std::array<uint8_t, 65536> kAlphaUnion = BuildUnion();
 constexpr std::array<uint8_t, 65536> kAlphaQuotient = BuildQuotient();
 

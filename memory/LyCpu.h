@@ -14,9 +14,13 @@
 #define LY_X86 0
 #endif
 
-// Attribute for functions compiled for AVX2 inside an SSE2 translation unit.
+// Attribute for functions compiled for the AVX2 level inside an SSE2
+// translation unit. The level is AVX2 with FMA (every processor since the
+// first with AVX2 has both): the fused multiply-add forms need no level of
+// their own. -ffp-contract=off keeps the compiler from fusing anything the
+// code does not fuse itself.
 #if LY_X86 && (defined(__GNUC__) || defined(__clang__))
-#define LY_TARGET_AVX2 __attribute__((target("avx2")))
+#define LY_TARGET_AVX2 __attribute__((target("avx2,fma")))
 #define LY_HAVE_AVX2_KERNELS 1
 #else
 #define LY_TARGET_AVX2
@@ -46,7 +50,7 @@ namespace ly {
 enum class Isa : int {
     Scalar = 0,
     Sse2 = 1,
-    Avx2 = 2,
+    Avx2 = 2,  // AVX2 and FMA
 };
 
 // The best level this processor (and build) supports.
