@@ -58,6 +58,11 @@ void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, i
 // colorimetries; when false the converters never choose them.
 bool ArithmeticFormsExact();
 
+// True when the fused multiply-add forms (AVX2 with FMA) may run: the
+// processor has FMA and their single rounding reproduces every table word.
+// Where false, the rows they serve step down to SSE2.
+bool FusedFormsExact();
+
 }  // namespace ly::packed
 
 #endif

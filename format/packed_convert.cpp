@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <cfenv>
+#include <cmath>
 #include <cstring>
 
 #include "LyFormatUtils.h"
@@ -93,6 +94,7 @@ struct SLyArith {
     SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
     bool boundsHold = false;
     bool exact = false;
+    bool fused = false;  // the fused forms may run: see FusedForwardExact
 };
 
 bool TableBoundsHold(const SLyColorTableSet& t) {
@@ -181,6 +183,40 @@ bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const 
            InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
 }
 
+// Forms with a fused multiply-add round the exact product once, and add it
+// to 1.5 * 2^23 (plus an offset that is a whole number) so that the rounded
+// word lands in the low bits of the sum's bit pattern, where integer adds can
+// take it: fma(x, c, M + k) == M + k + round(x * c) whenever |x * c| < 2^22.
+// That single rounding matches every table word (checked here entry by
+// entry, at the byte weights the forms use) although the tables round the
+// product to single precision first.
+constexpr float kFusedMagic = 12582912.0f;  // 1.5 * 2^23
+
+int FusedWord(float x, float c, float offset) {
+    return static_cast<int>(std::fmaf(x, c, kFusedMagic + offset) - (kFusedMagic + offset));
+}
+
+bool FusedForwardExact(const SLyColorTableSet& t, const SLyFwdCoefs& f) {
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < 256; ++i) {
+            const float x = static_cast<float>(i) * kFwdScale[c];
+            // The offset rides on the B term (see BgraToVuyaFma).
+            const float chroma = c == kTabB ? 8192.0f : 0.0f, luma = c == kTabB ? 1024.0f : 0.0f;
+            if (FusedWord(x, f.u[c], chroma) != t.fwd2[c][i][0] || FusedWord(x, f.y[c], luma) != t.fwd2[c][i][1] ||
+                FusedWord(x, f.v[c], chroma) != t.fwd2[c][i][2])
+                return false;
+        }
+    return true;
+}
+
+bool ProcessorHasFma() {
+#if LY_X86 && LY_HAVE_AVX2_KERNELS
+    return __builtin_cpu_supports("fma");
+#else
+    return false;
+#endif
+}
+
 SLyArith BuildArith() {
     // The verdict must not depend on the rounding mode of whichever thread
     // happens to call first.
@@ -205,6 +241,8 @@ SLyArith BuildArith() {
         a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
     }
     a.exact = a.exact && a.boundsHold;
+    a.fused = a.exact && ProcessorHasFma() && FusedForwardExact(ColorTables(0), a.fwd[0]) &&
+              FusedForwardExact(ColorTables(1), a.fwd[1]);
     std::fesetround(mode);
     return a;
 }
@@ -684,24 +722,42 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
-    const __m256i chromaOffset = _mm256_set1_epi16(8192), lumaOffset = _mm256_set1_epi16(1024);
-    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+#define LY_TARGET_AVX2_FMA __attribute__((target("avx2,fma")))
+
+// Eight BGRA pixels -> the three table sums plus offsets, each in the low 16
+// bits of a 32-bit lane (see kFusedMagic): three times the magic's bit
+// pattern has zero low bits, and the sum with its offset lies within
+// 0 .. 255 * 64 + 63 (TableBoundsHold), so no partial sum saturated.
+LY_TARGET_AVX2_FMA inline __m256i FusedSum(const __m256 in[3], const float* k, __m256 magicOffset, __m256 magic) {
+    const __m256i b = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabB], _mm256_set1_ps(k[kTabB]), magicOffset));
+    const __m256i g = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabG], _mm256_set1_ps(k[kTabG]), magic));
+    const __m256i r = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabR], _mm256_set1_ps(k[kTabR]), magic));
+    return _mm256_add_epi32(_mm256_add_epi32(b, g), r);
+}
+
+LY_TARGET_AVX2_FMA inline __m256i BgraToVuyaEightFma(__m256i px, const SLyFwdCoefs& f) {
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    __m256 in[3];
+    in[kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF)));
+    in[kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF00)));
+    in[kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF0000)));
+    // Shifted down, each low word is the output byte (bits 8..15 clear).
+    const __m256i v = _mm256_srli_epi16(FusedSum(in, f.v, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
+    const __m256i u = _mm256_srli_epi16(FusedSum(in, f.u, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
+    const __m256i y = _mm256_srli_epi16(FusedSum(in, f.y, _mm256_set1_ps(kFusedMagic + 1024.0f), magic), 6);
+    // Low words V | U << 8, high words Y; the high words' other bits dropped.
+    const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi32(u, 8));
+    const __m256i vuy = _mm256_blend_epi16(vu, _mm256_slli_epi32(y, 16), 0xAA);
+    return _mm256_or_si256(vuy, _mm256_and_si256(px, _mm256_set1_epi32(static_cast<int>(0xFF000000u))));
+}
+
+LY_TARGET_AVX2_FMA int BgraToVuyaFma(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
     int done = 0;
     for (; done + 16 <= width; done += 16, s += 64, d += 64) {
         const __m256i pa = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
         const __m256i pb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
-        const SLyFwdInputs in = ForwardInputsAvx2(pa, pb);
-        // Sixteen words at a time; every result lies within 0..255.
-        const __m256i v = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.v), chromaOffset), 6);
-        const __m256i u = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.u), chromaOffset), 6);
-        const __m256i y = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.y), lumaOffset), 6);
-        const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi16(u, 8));
-        // Words 0..3 of each lane belong to the first eight pixels, 4..7 to the second.
-        const __m256i outA = _mm256_or_si256(_mm256_unpacklo_epi16(vu, y), _mm256_and_si256(pa, alpha));
-        const __m256i outB = _mm256_or_si256(_mm256_unpackhi_epi16(vu, y), _mm256_and_si256(pb, alpha));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), outA);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), outB);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), BgraToVuyaEightFma(pa, f));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), BgraToVuyaEightFma(pb, f));
     }
     return done;
 }
@@ -994,7 +1050,7 @@ void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned 
     int done = 0;
 #if LY_X86
 #if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = BgraToVuyaAvx2(Arith().fwd[colorimetry], src, dst, width);
+    if (UseAvx2(isa) && Arith().fused) done = BgraToVuyaFma(Arith().fwd[colorimetry], src, dst, width);
 #endif
     if (UseSse2(isa)) done += BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done);
 #endif
@@ -1025,6 +1081,8 @@ void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, i
 }
 
 bool ArithmeticFormsExact() { return Arith().exact; }
+
+bool FusedFormsExact() { return Arith().fused; }
 
 }  // namespace ly::packed
 

@@ -43,6 +43,12 @@ TEST(PackedConvert, ArithmeticFormsReproduceTheTables) {
     // If this fails the AVX2 forms are silently never chosen, so the
     // differential sweep below would not exercise them.
     EXPECT_TRUE(packed::ArithmeticFormsExact());
+#if defined(__x86_64__) || defined(__i386__)
+    // Likewise the fused forms wherever the processor has FMA.
+    if (ly::BestIsa() == ly::Isa::Avx2 && __builtin_cpu_supports("fma")) {
+        EXPECT_TRUE(packed::FusedFormsExact());
+    }
+#endif
 }
 
 // Every converter at each colorimetry and depth it takes, through the shared
