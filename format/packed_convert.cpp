@@ -12,6 +12,9 @@
 //    equals the round-to-nearest-even conversion of the same float product,
 //    which is verified entry by entry before the AVX2 forms are ever chosen
 //    (ArithmeticFormsExact), so a multiply and a convert replace a gather.
+//    The 4:4:4 converters use a fused multiply-add instead (one rounding of
+//    the exact product, also verified entry by entry: FusedFormsExact), and
+//    step down to SSE2 on a processor without FMA.
 //
 // Where a vector form skips a clamp or a saturation, it does so because the
 // table bounds make it a no-op (verified once, TableBoundsHold): the forward
@@ -209,6 +212,18 @@ bool FusedForwardExact(const SLyColorTableSet& t, const SLyFwdCoefs& f) {
     return true;
 }
 
+bool FusedInverseExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
+    for (int i = 0; i < 256; ++i) {
+        const float y = static_cast<float>(i - 16) * wy;
+        const float u = static_cast<float>(i - 128) * wu, w = static_cast<float>(i - 128) * wv;
+        if (FusedWord(y, v.y, 0.0f) != t.inv[kTabY][i][0] || FusedWord(u, v.ub, 0.0f) != t.inv[kTabU][i][0] ||
+            FusedWord(u, v.ug, 0.0f) != t.inv[kTabU][i][1] || FusedWord(w, v.vg, 0.0f) != t.inv[kTabV][i][1] ||
+            FusedWord(w, v.vr, 0.0f) != t.inv[kTabV][i][2])
+            return false;
+    }
+    return true;
+}
+
 bool ProcessorHasFma() {
 #if LY_X86 && LY_HAVE_AVX2_KERNELS
     return __builtin_cpu_supports("fma");
@@ -241,8 +256,10 @@ SLyArith BuildArith() {
         a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
     }
     a.exact = a.exact && a.boundsHold;
-    a.fused = a.exact && ProcessorHasFma() && FusedForwardExact(ColorTables(0), a.fwd[0]) &&
-              FusedForwardExact(ColorTables(1), a.fwd[1]);
+    a.fused = a.exact && ProcessorHasFma();
+    for (int cs = 0; cs < 2; ++cs)
+        a.fused = a.fused && FusedForwardExact(ColorTables(cs), a.fwd[cs]) &&
+                  FusedInverseExact(ColorTables(cs), a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
     std::fesetround(mode);
     return a;
 }
@@ -764,15 +781,24 @@ LY_TARGET_AVX2_FMA int BgraToVuyaFma(const SLyFwdCoefs& f, const unsigned char* 
 
 // V and U are masked in place and slid into the mantissa of 2^23 (no shift,
 // no conversion); Y sits too high for that and is converted. Coefficients
-// are divided by the byte weights (SLyArith::invVuya).
-LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
+// are divided by the byte weights (SLyArith::invVuya). Each term is a fused
+// multiply-add onto kFusedMagic; the magic's bit pattern is taken out of the
+// luma term twice (once more for green's extra term), which leaves the true
+// 32-bit sums: the chroma sums fit 16 bits and the full sums never go below
+// -32768, so after the saturating packs this equals the 16-bit chain.
+LY_TARGET_AVX2_FMA int VuyaToBgraFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
     const __m256 ky = _mm256_set1_ps(c.y), kub = _mm256_set1_ps(c.ub), kug = _mm256_set1_ps(c.ug);
     const __m256 kvg = _mm256_set1_ps(c.vg), kvr = _mm256_set1_ps(c.vr);
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    const __m256i magicBits = _mm256_set1_epi32(0x4B400000);
+    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
     const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
     const __m256 biasV = _mm256_set1_ps(8388608.0f + 128.0f);
     const __m256 biasU = _mm256_set1_ps(8388608.0f + 128.0f * 256.0f);
     const __m256 biasY = _mm256_set1_ps(16.0f * 65536.0f);
     const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const auto term = [magic](__m256 x, __m256 k)
+                          LY_TARGET_AVX2_FMA { return _mm256_castps_si256(_mm256_fmadd_ps(x, k, magic)); };
     int done = 0;
     for (; done + 8 <= width; done += 8, s += 32, d += 32) {
         const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
@@ -782,13 +808,11 @@ LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, 
         const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mv, exp23)), biasV);
         const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mu, exp23)), biasU);
         const __m256 fy = _mm256_sub_ps(_mm256_cvtepi32_ps(my), biasY);
-        const __m256i ty = Term(fy, ky);
-        // Sums in 32 bits: the chroma sums fit 16 bits and the full sums never
-        // go below -32768, so this equals the saturating 16-bit chain once
-        // clamped.
-        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(Term(fu, kub), ty), 6);
-        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(_mm256_add_epi32(Term(fv, kvg), Term(fu, kug)), ty), 6);
-        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(Term(fv, kvr), ty), 6);
+        const __m256i ty = _mm256_sub_epi32(term(fy, ky), twoMagicBits);
+        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(term(fu, kub), ty), 6);
+        const __m256i gc = _mm256_sub_epi32(_mm256_add_epi32(term(fv, kvg), term(fu, kug)), magicBits);
+        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(gc, ty), 6);
+        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(term(fv, kvr), ty), 6);
         const __m256i bg = _mm256_packs_epi32(b, g);
         const __m256i ra = _mm256_packs_epi32(r, _mm256_srli_epi32(px, 24));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
@@ -1062,7 +1086,7 @@ void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned 
     int done = 0;
 #if LY_X86
 #if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = VuyaToBgraAvx2(Arith().invVuya[colorimetry], src, dst, width);
+    if (UseAvx2(isa) && Arith().fused) done = VuyaToBgraFma(Arith().invVuya[colorimetry], src, dst, width);
 #endif
     if (UseSse2(isa)) done += VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done);
 #endif
