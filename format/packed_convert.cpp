@@ -12,7 +12,7 @@
 //    equals the round-to-nearest-even conversion of the same float product,
 //    which is verified entry by entry before the AVX2 forms are ever chosen
 //    (ArithmeticFormsExact), so a multiply and a convert replace a gather.
-//    The 4:4:4 converters use a fused multiply-add instead (one rounding of
+//    UYVY to BGRA and the 4:4:4 converters use a fused multiply-add instead (one rounding of
 //    the exact product, also verified entry by entry: FusedFormsExact), and
 //    step down to SSE2 on a processor without FMA.
 //
@@ -100,6 +100,10 @@ struct SLyArith {
     bool fused = false;  // the fused forms may run: see FusedForwardExact
 };
 
+inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
+    return {c.y / kUyvyScaleY0, c.ub / kUyvyScaleU, c.ug / kUyvyScaleU, c.vg / kUyvyScaleV, c.vr / kUyvyScaleV};
+}
+
 bool TableBoundsHold(const SLyColorTableSet& t) {
     // Forward: layouts 1, 2 and 3 carry the same words (the cross-format
     // mixers rely on layout 3 too); every partial sum stays inside int16 and
@@ -179,8 +183,7 @@ bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const 
                 return false;
         }
     if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
-    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
-                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
+    const SLyInvCoefs invUyvy = UyvyScaled(inv);
     return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
            InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
            InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
@@ -259,7 +262,9 @@ SLyArith BuildArith() {
     a.fused = a.exact && ProcessorHasFma();
     for (int cs = 0; cs < 2; ++cs)
         a.fused = a.fused && FusedForwardExact(ColorTables(cs), a.fwd[cs]) &&
-                  FusedInverseExact(ColorTables(cs), a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
+                  FusedInverseExact(ColorTables(cs), a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
+                  FusedInverseExact(ColorTables(cs), a.inv[cs], 1.0f, 1.0f, 1.0f) &&
+                  FusedInverseExact(ColorTables(cs), UyvyScaled(a.inv[cs]), kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
     std::fesetround(mode);
     return a;
 }
@@ -590,6 +595,8 @@ int AlphaPlaneSse2(const unsigned char* s, unsigned char* d, int count) {
 
 #if LY_HAVE_AVX2_KERNELS
 
+#define LY_TARGET_AVX2_FMA __attribute__((target("avx2,fma")))
+
 LY_TARGET_AVX2 inline __m256i LaneMask(char a0, char a1, char a2, char a3, char a4, char a5, char a6, char a7,
                                        char a8, char a9, char a10, char a11, char a12, char a13, char a14,
                                        char a15) {
@@ -669,9 +676,6 @@ LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
-    return {c.y / kUyvyScaleY0, c.ub / kUyvyScaleU, c.ug / kUyvyScaleU, c.vg / kUyvyScaleV, c.vr / kUyvyScaleV};
-}
 
 // Eight UYVY pairs (32 bytes) -> sixty-four BGRA bytes. One 32-bit lane per
 // pair all the way: the inputs come out of the pair's word by masks and
@@ -679,8 +683,8 @@ inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
 // and only the final packing moves bytes across lanes (the shuffle units are
 // what limits this loop). `k` holds the coefficients at the byte weights,
 // `y1` the second pixel's unscaled luma coefficient.
-LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
-                                                 __m256 y1) {
+LY_TARGET_AVX2_FMA inline void UyvyToBgraSixteenFma(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
+                                                    __m256 y1) {
     const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
     const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
     const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF)), exp23)),
@@ -692,11 +696,19 @@ LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigne
                       _mm256_set1_ps(8388608.0f + 16.0f * 256.0f));
     const __m256 fy1 = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_srli_epi32(w, 24), exp23)),
                                      _mm256_set1_ps(8388608.0f + 16.0f));
-    const __m256i ty0 = Term(fy0, _mm256_set1_ps(k.y));
-    const __m256i ty1 = Term(fy1, y1);
-    const __m256i cb = Term(fu, _mm256_set1_ps(k.ub));
-    const __m256i cr = Term(fv, _mm256_set1_ps(k.vr));
-    const __m256i cg = _mm256_add_epi32(Term(fu, _mm256_set1_ps(k.ug)), Term(fv, _mm256_set1_ps(k.vg)));
+    // Fused terms (see kFusedMagic): the magic's bit pattern is taken out of
+    // each luma term twice and out of green's chroma pair once, so every sum
+    // below is the true one.
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    const auto term = [magic](__m256 x, __m256 c)
+                          LY_TARGET_AVX2_FMA { return _mm256_castps_si256(_mm256_fmadd_ps(x, c, magic)); };
+    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
+    const __m256i ty0 = _mm256_sub_epi32(term(fy0, _mm256_set1_ps(k.y)), twoMagicBits);
+    const __m256i ty1 = _mm256_sub_epi32(term(fy1, y1), twoMagicBits);
+    const __m256i cb = term(fu, _mm256_set1_ps(k.ub));
+    const __m256i cr = term(fv, _mm256_set1_ps(k.vr));
+    const __m256i cg = _mm256_sub_epi32(
+        _mm256_add_epi32(term(fu, _mm256_set1_ps(k.ug)), term(fv, _mm256_set1_ps(k.vg))), _mm256_set1_epi32(0x4B400000));
     // 32-bit sums then a saturating pack: the same as the saturating 16-bit
     // chain (the chroma sum fits 16 bits, the full sum never saturates
     // downwards). The constant 255 * 64 becomes the alpha byte.
@@ -715,11 +727,11 @@ LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigne
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(lo, hi, 0x31));
 }
 
-LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
+LY_TARGET_AVX2_FMA int UyvyToBgraPairsFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyInvCoefs k = UyvyScaled(c);
     const __m256 y1 = _mm256_set1_ps(c.y);
     int done = 0;
-    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenAvx2(s, d, k, y1);
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenFma(s, d, k, y1);
     return done;
 }
 
@@ -738,8 +750,6 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
     }
     return done;
 }
-
-#define LY_TARGET_AVX2_FMA __attribute__((target("avx2,fma")))
 
 // Eight BGRA pixels -> the three table sums plus offsets, each in the low 16
 // bits of a 32-bit lane (see kFusedMagic): three times the magic's bit
@@ -921,7 +931,7 @@ void UyvyToBgraPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, 
     int done = 0;
 #if LY_X86
 #if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = UyvyToBgraPairsAvx2(Arith().inv[cs], s, d, pairs);
+    if (UseAvx2(isa) && Arith().fused) done = UyvyToBgraPairsFma(Arith().inv[cs], s, d, pairs);
 #endif
     if (UseSse2(isa)) done += UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done);
 #endif
