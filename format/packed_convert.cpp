@@ -11,7 +11,9 @@
 //    times 64, rounded; for every entry of both table sets that rounding
 //    equals the round-to-nearest-even conversion of the same float product,
 //    which is proved entry by entry at compile time (format/LyColorArith.h),
-//    so a multiply and a convert replace a gather.
+//    so a multiply and a convert replace a gather. UYVY to BGRA and the
+//    4:4:4 converters use a fused multiply-add instead (one rounding of the
+//    exact product, proved the same way: FusedFormExact).
 //
 // Where a vector form skips a clamp or a saturation, it does so because the
 // table bounds make it a no-op (proved at compile time, TableBoundsHold): the forward
@@ -354,6 +356,7 @@ int AlphaPlaneSse2(const unsigned char* s, unsigned char* d, int count) {
 
 #if LY_HAVE_AVX2_KERNELS
 
+
 LY_TARGET_AVX2 inline __m256i LaneMask(char a0, char a1, char a2, char a3, char a4, char a5, char a6, char a7,
                                        char a8, char a9, char a10, char a11, char a12, char a13, char a14,
                                        char a15) {
@@ -433,6 +436,7 @@ LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
+
 inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
     return {c.y / kUyvyScaleY0, c.ub / kUyvyScaleU, c.ug / kUyvyScaleU, c.vg / kUyvyScaleV, c.vr / kUyvyScaleV};
 }
@@ -443,8 +447,8 @@ inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
 // and only the final packing moves bytes across lanes (the shuffle units are
 // what limits this loop). `k` holds the coefficients at the byte weights,
 // `y1` the second pixel's unscaled luma coefficient.
-LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
-                                                 __m256 y1) {
+LY_TARGET_AVX2 inline void UyvyToBgraSixteenFma(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
+                                                    __m256 y1) {
     const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
     const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
     const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF)), exp23)),
@@ -456,11 +460,19 @@ LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigne
                       _mm256_set1_ps(8388608.0f + 16.0f * 256.0f));
     const __m256 fy1 = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_srli_epi32(w, 24), exp23)),
                                      _mm256_set1_ps(8388608.0f + 16.0f));
-    const __m256i ty0 = Term(fy0, _mm256_set1_ps(k.y));
-    const __m256i ty1 = Term(fy1, y1);
-    const __m256i cb = Term(fu, _mm256_set1_ps(k.ub));
-    const __m256i cr = Term(fv, _mm256_set1_ps(k.vr));
-    const __m256i cg = _mm256_add_epi32(Term(fu, _mm256_set1_ps(k.ug)), Term(fv, _mm256_set1_ps(k.vg)));
+    // Fused terms (see kFusedMagic): the magic's bit pattern is taken out of
+    // each luma term twice and out of green's chroma pair once, so every sum
+    // below is the true one.
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    const auto term = [magic](__m256 x, __m256 c)
+                          LY_TARGET_AVX2 { return _mm256_castps_si256(_mm256_fmadd_ps(x, c, magic)); };
+    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
+    const __m256i ty0 = _mm256_sub_epi32(term(fy0, _mm256_set1_ps(k.y)), twoMagicBits);
+    const __m256i ty1 = _mm256_sub_epi32(term(fy1, y1), twoMagicBits);
+    const __m256i cb = term(fu, _mm256_set1_ps(k.ub));
+    const __m256i cr = term(fv, _mm256_set1_ps(k.vr));
+    const __m256i cg = _mm256_sub_epi32(
+        _mm256_add_epi32(term(fu, _mm256_set1_ps(k.ug)), term(fv, _mm256_set1_ps(k.vg))), _mm256_set1_epi32(0x4B400000));
     // 32-bit sums then a saturating pack: the same as the saturating 16-bit
     // chain (the chroma sum fits 16 bits, the full sum never saturates
     // downwards). The constant 255 * 64 becomes the alpha byte.
@@ -479,11 +491,11 @@ LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigne
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(lo, hi, 0x31));
 }
 
-LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
+LY_TARGET_AVX2 int UyvyToBgraPairsFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyInvCoefs k = UyvyScaled(c);
     const __m256 y1 = _mm256_set1_ps(c.y);
     int done = 0;
-    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenAvx2(s, d, k, y1);
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenFma(s, d, k, y1);
     return done;
 }
 
@@ -503,39 +515,64 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
-    const __m256i chromaOffset = _mm256_set1_epi16(8192), lumaOffset = _mm256_set1_epi16(1024);
-    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+// Eight BGRA pixels -> the three table sums plus offsets, each in the low 16
+// bits of a 32-bit lane (see kFusedMagic): three times the magic's bit
+// pattern has zero low bits, and the sum with its offset lies within
+// 0 .. 255 * 64 + 63 (TableBoundsHold), so no partial sum saturated.
+LY_TARGET_AVX2 inline __m256i FusedSum(const __m256 in[3], const float* k, __m256 magicOffset, __m256 magic) {
+    const __m256i b = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabB], _mm256_set1_ps(k[kTabB]), magicOffset));
+    const __m256i g = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabG], _mm256_set1_ps(k[kTabG]), magic));
+    const __m256i r = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabR], _mm256_set1_ps(k[kTabR]), magic));
+    return _mm256_add_epi32(_mm256_add_epi32(b, g), r);
+}
+
+LY_TARGET_AVX2 inline __m256i BgraToVuyaEightFma(__m256i px, const SLyFwdCoefs& f) {
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    __m256 in[3];
+    in[kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF)));
+    in[kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF00)));
+    in[kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF0000)));
+    // Shifted down, each low word is the output byte (bits 8..15 clear).
+    const __m256i v = _mm256_srli_epi16(FusedSum(in, f.v, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
+    const __m256i u = _mm256_srli_epi16(FusedSum(in, f.u, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
+    const __m256i y = _mm256_srli_epi16(FusedSum(in, f.y, _mm256_set1_ps(kFusedMagic + 1024.0f), magic), 6);
+    // Low words V | U << 8, high words Y; the high words' other bits dropped.
+    const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi32(u, 8));
+    const __m256i vuy = _mm256_blend_epi16(vu, _mm256_slli_epi32(y, 16), 0xAA);
+    return _mm256_or_si256(vuy, _mm256_and_si256(px, _mm256_set1_epi32(static_cast<int>(0xFF000000u))));
+}
+
+LY_TARGET_AVX2 int BgraToVuyaFma(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
     int done = 0;
     for (; done + 16 <= width; done += 16, s += 64, d += 64) {
         const __m256i pa = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
         const __m256i pb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
-        const SLyFwdInputs in = ForwardInputsAvx2(pa, pb);
-        // Sixteen words at a time; every result lies within 0..255.
-        const __m256i v = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.v), chromaOffset), 6);
-        const __m256i u = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.u), chromaOffset), 6);
-        const __m256i y = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.y), lumaOffset), 6);
-        const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi16(u, 8));
-        // Words 0..3 of each lane belong to the first eight pixels, 4..7 to the second.
-        const __m256i outA = _mm256_or_si256(_mm256_unpacklo_epi16(vu, y), _mm256_and_si256(pa, alpha));
-        const __m256i outB = _mm256_or_si256(_mm256_unpackhi_epi16(vu, y), _mm256_and_si256(pb, alpha));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), outA);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), outB);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), BgraToVuyaEightFma(pa, f));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), BgraToVuyaEightFma(pb, f));
     }
     return done;
 }
 
 // V and U are masked in place and slid into the mantissa of 2^23 (no shift,
 // no conversion); Y sits too high for that and is converted. Coefficients
-// are divided by the byte weights (SLyArith::invVuya).
-LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
+// are divided by the byte weights (SLyArith::invVuya). Each term is a fused
+// multiply-add onto kFusedMagic; the magic's bit pattern is taken out of the
+// luma term twice (once more for green's extra term), which leaves the true
+// 32-bit sums: the chroma sums fit 16 bits and the full sums never go below
+// -32768, so after the saturating packs this equals the 16-bit chain.
+LY_TARGET_AVX2 int VuyaToBgraFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
     const __m256 ky = _mm256_set1_ps(c.y), kub = _mm256_set1_ps(c.ub), kug = _mm256_set1_ps(c.ug);
     const __m256 kvg = _mm256_set1_ps(c.vg), kvr = _mm256_set1_ps(c.vr);
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    const __m256i magicBits = _mm256_set1_epi32(0x4B400000);
+    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
     const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
     const __m256 biasV = _mm256_set1_ps(8388608.0f + 128.0f);
     const __m256 biasU = _mm256_set1_ps(8388608.0f + 128.0f * 256.0f);
     const __m256 biasY = _mm256_set1_ps(16.0f * 65536.0f);
     const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const auto term = [magic](__m256 x, __m256 k)
+                          LY_TARGET_AVX2 { return _mm256_castps_si256(_mm256_fmadd_ps(x, k, magic)); };
     int done = 0;
     for (; done + 8 <= width; done += 8, s += 32, d += 32) {
         const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
@@ -545,13 +582,11 @@ LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, 
         const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mv, exp23)), biasV);
         const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mu, exp23)), biasU);
         const __m256 fy = _mm256_sub_ps(_mm256_cvtepi32_ps(my), biasY);
-        const __m256i ty = Term(fy, ky);
-        // Sums in 32 bits: the chroma sums fit 16 bits and the full sums never
-        // go below -32768, so this equals the saturating 16-bit chain once
-        // clamped.
-        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(Term(fu, kub), ty), 6);
-        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(_mm256_add_epi32(Term(fv, kvg), Term(fu, kug)), ty), 6);
-        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(Term(fv, kvr), ty), 6);
+        const __m256i ty = _mm256_sub_epi32(term(fy, ky), twoMagicBits);
+        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(term(fu, kub), ty), 6);
+        const __m256i gc = _mm256_sub_epi32(_mm256_add_epi32(term(fv, kvg), term(fu, kug)), magicBits);
+        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(gc, ty), 6);
+        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(term(fv, kvr), ty), 6);
         const __m256i bg = _mm256_packs_epi32(b, g);
         const __m256i ra = _mm256_packs_epi32(r, _mm256_srli_epi32(px, 24));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
@@ -640,7 +675,7 @@ void VuyaToUyvyPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char*
 void UyvyToBgraPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
     isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, UyvyToBgraPairsAvx2(kColorArith.inv[cs], s, d, pairs), 0, 0);
+    int done = LY_WIDEST_FORM(isa, UyvyToBgraPairsFma(kColorArith.inv[cs], s, d, pairs), 0, 0);
     done += LY_WIDEST_FORM(isa, UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done),
                            UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done), 0);
     UyvyToBgraPairsScalar(t, s + 4 * done, d + 8 * done, pairs - done);
@@ -773,7 +808,7 @@ void UyvyToVuyaRow(Isa isa, int depth, const unsigned char* src, int pairStart, 
 void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
     isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, BgraToVuyaAvx2(kColorArith.fwd[colorimetry], src, dst, width), 0, 0);
+    int done = LY_WIDEST_FORM(isa, BgraToVuyaFma(kColorArith.fwd[colorimetry], src, dst, width), 0, 0);
     done += LY_WIDEST_FORM(isa, BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done),
                            BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     BgraToVuyaScalar(t, src + 4 * done, dst + 4 * done, width - done);
@@ -782,7 +817,7 @@ void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned 
 void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
     isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, VuyaToBgraAvx2(kColorArith.invVuya[colorimetry], src, dst, width), 0, 0);
+    int done = LY_WIDEST_FORM(isa, VuyaToBgraFma(kColorArith.invVuya[colorimetry], src, dst, width), 0, 0);
     done += LY_WIDEST_FORM(isa, VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done),
                            VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     VuyaToBgraScalar(t, src + 4 * done, dst + 4 * done, width - done);
@@ -795,6 +830,7 @@ void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, i
                            AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done), 0);
     AlphaPlaneScalar(src + 4 * done, alphaDst + 2 * done, count - done);
 }
+
 
 
 }  // namespace ly::packed

@@ -1,6 +1,8 @@
 // Solid fills, the checkerboard grid and colour bars. All run on the calling
-// thread: they compute one row (two for the grid) and copy it downwards, so a
-// frame costs one row of per-pixel work plus plain row copies.
+// thread. The block fill stores its 8-byte pattern straight into every row
+// (a store-only pass, as fast as a plain byte fill); the grid and the bars
+// compute one row (two for the grid) and copy it downwards, so a frame costs
+// one row of per-pixel work plus plain row copies.
 
 #include <cstdint>
 #include <cstdlib>
