@@ -24,14 +24,9 @@ using lybench::kWidth;
 constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
 constexpr int kPitch32 = 4 * kWidth;
 
-class IsaCap {
+class IsaCap : public lybench::ScopedIsaCap {
 public:
-    explicit IsaCap(const benchmark::State& state)
-        : previous_(ly::SetIsaCapForTesting(static_cast<ly::Isa>(state.range(1)))) {}
-    ~IsaCap() { ly::SetIsaCapForTesting(previous_); }
-
-private:
-    ly::Isa previous_;
+    explicit IsaCap(const benchmark::State& state) : ScopedIsaCap(state.range(1)) {}
 };
 
 void PoolAndIsa(benchmark::internal::Benchmark* b) {

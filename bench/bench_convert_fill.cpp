@@ -19,14 +19,9 @@ using lybench::kWidth;
 constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
 
 // Range 0: pool size. Range 1 (when present): instruction-set cap.
-class IsaCap {
+class IsaCap : public lybench::ScopedIsaCap {
 public:
-    explicit IsaCap(const benchmark::State& state)
-        : previous_(ly::SetIsaCapForTesting(state.range(1) == 1 ? ly::Isa::Sse2 : ly::Isa::Avx2)) {}
-    ~IsaCap() { ly::SetIsaCapForTesting(previous_); }
-
-private:
-    ly::Isa previous_;
+    explicit IsaCap(const benchmark::State& state) : ScopedIsaCap(state.range(1) == 1 ? 1 : 2) {}
 };
 
 void PoolAndIsaArgs(benchmark::internal::Benchmark* b) {

@@ -35,14 +35,13 @@ void SetLabel(benchmark::State& state, const Sizes& s) {
 void BM_ScaleImage4x8bits(benchmark::State& state) {
     lybench::PoolForState(state, 2);
     const Sizes& s = kSizes[state.range(0)];
-    const ly::Isa previous = ly::SetIsaCapForTesting(static_cast<ly::Isa>(state.range(1)));
+    lybench::ScopedIsaCap cap(state.range(1));
     lybench::Frame src(size_t{4} * s.srcW * s.srcH), dst(size_t{4} * s.dstW * s.dstH);
     for (auto _ : state) {
         LyVideoUtils::ScaleImage4x8bits(dst.data, s.dstW, s.dstH, 4 * s.dstW, src.data, s.srcW, s.srcH, 4 * s.srcW);
         benchmark::DoNotOptimize(dst.data);
         benchmark::ClobberMemory();
     }
-    ly::SetIsaCapForTesting(previous);
     SetLabel(state, s);
     lybench::SetFrameBytes(state, dst.size);
 }

@@ -25,12 +25,25 @@
 #include <random>
 #include <vector>
 
+#include "LyAVUtilsVersion.h"
 #include "threading/LyThreadPoolInstance.h"
 
 namespace lybench {
 
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
+
+// Caps the kernels' instruction set (0 scalar, 1 SSE2, 2 AVX2) for the scope.
+class ScopedIsaCap {
+public:
+    explicit ScopedIsaCap(int64_t level) : previous_(LySetInstructionSetCap(static_cast<ELyInstructionSet>(level))) {}
+    ~ScopedIsaCap() { LySetInstructionSetCap(previous_); }
+    ScopedIsaCap(const ScopedIsaCap&) = delete;
+    ScopedIsaCap& operator=(const ScopedIsaCap&) = delete;
+
+private:
+    ELyInstructionSet previous_;
+};
 
 // A 64-byte aligned buffer of random bytes.
 struct Frame {

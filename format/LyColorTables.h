@@ -45,6 +45,32 @@ extern const SLyColorTableSet kColorTableSets[2];
 
 inline const SLyColorTableSet& ColorTables(int colorimetry) { return kColorTableSets[colorimetry]; }
 
+// The table conversion, the one arithmetic every converter and cross-format
+// mixer uses (scalar forms; the vector forms add the same words with the same
+// saturating 16-bit adds). Sums saturate to 16 bits after each addition.
+inline int SatAdd16(int a, int b) {
+    const int s = a + b;
+    return s < -32768 ? -32768 : (s > 32767 ? 32767 : s);
+}
+
+inline unsigned char ClampByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+
+// Forward word k of the pixel with bytes b, g, r: B, + G, + R, + offset (one
+// of the three forward layouts with its own offsets). Callers shift by 6:
+// arithmetically and clamped where the word is a byte value, logically where
+// the layout keeps every word within 16..240.
+inline int ForwardSum(const int16_t (&fwd)[3][256][4], const int16_t (&off)[4], unsigned b, unsigned g, unsigned r,
+                      int k) {
+    const int s = SatAdd16(SatAdd16(fwd[kTabB][b][k], fwd[kTabG][g][k]), fwd[kTabR][r][k]);
+    return SatAdd16(s, off[k]);
+}
+
+// Inverse byte k (B, G, R) of Y, U, V: U + V, + Y, arithmetic shift, clamp.
+inline unsigned char InverseByte(const SLyColorTableSet& t, unsigned y, unsigned u, unsigned v, int k) {
+    const int c = SatAdd16(t.inv[kTabU][u][k], t.inv[kTabV][v][k]);
+    return ClampByte(SatAdd16(c, t.inv[kTabY][y][k]) >> 6);
+}
+
 // Alpha tables, 256 x 256 bytes, index row * 256 + column:
 //   union:    [b][a] = a + b - floor(a * b / 255)     (symmetric)
 //   quotient: [k][a] = floor(128 * k / a) mod 256, column 0 zero

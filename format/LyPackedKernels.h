@@ -6,7 +6,9 @@
 //
 // Every kernel takes the instruction set to use; a form that this build or
 // processor lacks falls back to the next lower one, and every form gives the
-// same bytes. Colorimetry is 0 or 1 (callers validate it).
+// same bytes. The AVX2 forms compute the table words in single precision, so
+// a row steps down to SSE2 when its thread's rounding mode is not
+// round-to-nearest. Colorimetry is 0 or 1 (callers validate it).
 
 #include "memory/LyCpu.h"
 
@@ -23,11 +25,6 @@ enum class Layout422 : int {
 };
 
 constexpr bool Is16Bit(Layout422 l) { return l == Layout422::Uyvy16 || l == Layout422::Yuyv16; }
-
-// The form a converter should use now: the active instruction set. The AVX2
-// forms compute the table words in single precision; a row steps down to SSE2
-// when its thread's rounding mode is not round-to-nearest.
-Isa ConverterIsa();
 
 // BGRA -> 4:2:2, whole pairs only; an odd last pixel is left untouched.
 void BgraTo422Row(Isa isa, int colorimetry, Layout422 layout, const unsigned char* src, unsigned char* dst,
@@ -53,10 +50,6 @@ void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned 
 
 // 16-bit alpha samples (alpha * 16) of the first `count` 32-bit pixels.
 void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, int count);
-
-// True when the arithmetic (AVX2) forms reproduce every table word of both
-// colorimetries; when false the converters never choose them.
-bool ArithmeticFormsExact();
 
 }  // namespace ly::packed
 

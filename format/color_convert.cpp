@@ -5,8 +5,6 @@ namespace {
 
 bool KnownColorimetry(ELyColorimetry c) { return c == Colorimetry_BT601 || c == Colorimetry_BT709; }
 
-inline unsigned char ClampByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
-
 // Y, U, V (bytes) to R, G, B: single precision, rounded half away from zero,
 // clamped.
 void YuvToRgb(unsigned char y, unsigned char u, unsigned char v, int colorimetry, unsigned char out[3]) {
@@ -17,7 +15,7 @@ void YuvToRgb(unsigned char y, unsigned char u, unsigned char v, int colorimetry
     for (int row = 0; row < 3; ++row) {
         const float s = m[row][0] * fy + m[row][1] * fu + m[row][2] * fv;
         const float r = s > 0.0f ? s + 0.5f : s - 0.5f;
-        out[row] = ClampByte(static_cast<int>(r));
+        out[row] = ly::ClampByte(static_cast<int>(r));
     }
 }
 

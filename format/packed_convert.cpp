@@ -10,11 +10,13 @@
 //    word is the single-precision product of the input and the coefficient
 //    times 64, rounded; for every entry of both table sets that rounding
 //    equals the round-to-nearest-even conversion of the same float product,
-//    which is verified entry by entry before the AVX2 forms are ever chosen
-//    (ArithmeticFormsExact), so a multiply and a convert replace a gather.
+//    which is proved entry by entry at compile time (format/LyColorArith.h),
+//    so a multiply and a convert replace a gather. UYVY to BGRA and the
+//    4:4:4 converters use a fused multiply-add instead (one rounding of the
+//    exact product, proved the same way: FusedFormExact).
 //
 // Where a vector form skips a clamp or a saturation, it does so because the
-// table bounds make it a no-op (verified once, TableBoundsHold): the forward
+// table bounds make it a no-op (proved at compile time, TableBoundsHold): the forward
 // sums never leave 0 .. 255 * 64 + 63, and the inverse sums never saturate
 // downwards, so saturating upwards and then clamping gives 255 either way.
 //
@@ -23,10 +25,10 @@
 // pixels follow exactly the same rule.
 
 #include <algorithm>
-#include <cfenv>
 #include <cstring>
 
 #include "LyFormatUtils.h"
+#include "format/LyColorArith.h"
 #include "format/LyColorTables.h"
 #include "format/LyPackedKernels.h"
 #include "memory/LyUnaligned.h"
@@ -39,13 +41,6 @@ namespace {
 
 constexpr int kChunkPairs = 128;  // staging size for 16-bit and YUYV rows
 
-inline int SatAdd16(int a, int b) {
-    const int s = a + b;
-    return s < -32768 ? -32768 : (s > 32767 ? 32767 : s);
-}
-
-inline unsigned char ClampByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
-
 // A 16-bit 4:2:2 sample holds an 8-bit value times 4; anything between (true
 // 10-bit values) rounds to the nearest 8-bit value, anything above 1021
 // saturates at 255.
@@ -56,168 +51,12 @@ inline int Reduce16(unsigned s) {
 
 inline int PairBytes(Layout422 l) { return Is16Bit(l) ? 8 : 4; }
 
-// Round to nearest, ties to even, of a float that holds an integer plus a
-// fraction (|p| < 2^23): the rounding the AVX2 conversion performs.
-int RoundNearestEven(float p) {
-    int n = static_cast<int>(p);
-    const float f = p - static_cast<float>(n);  // exact
-    if (f > 0.5f || (f == 0.5f && (n & 1) != 0))
-        ++n;
-    else if (f < -0.5f || (f == -0.5f && (n & 1) != 0))
-        --n;
-    return n;
-}
-
-// Coefficients times 64 in single precision, exactly as the tables were built,
-// each divided by the weight of its input's byte in a 32-bit pixel word: the
-// AVX2 forms mask a byte in place instead of shifting it down, and scaling
-// both factors by powers of two leaves the rounded product unchanged.
-struct SLyFwdCoefs {
-    float y[3], u[3], v[3];  // indexed kTabR, kTabG, kTabB
-};
-struct SLyInvCoefs {
-    float y, ub, ug, vg, vr;
-};
-
-// Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
-constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
-constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
-
-struct SLyArith {
-    SLyFwdCoefs fwd[2];      // scaled by kFwdScale
-    SLyInvCoefs inv[2];      // unscaled: 4:2:2 samples are unpacked to values
-    SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
-    bool boundsHold = false;
-    bool exact = false;
-};
-
-bool TableBoundsHold(const SLyColorTableSet& t) {
-    // Forward: layouts 1, 2 and 3 carry the same words (the cross-format
-    // mixers rely on layout 3 too); every partial sum stays inside int16 and
-    // the final sum inside 0 .. 255 * 64 + 63.
-    static constexpr int kFwd1Pos[3] = {2, 0, 3};  // U, Y, V words of layout 1
-    static constexpr int kFwd3Pos[3] = {1, 2, 0};  // U, Y, V words of layout 3
-    for (int k = 0; k < 3; ++k) {
-        int lo[3], hi[3];
-        for (int c = 0; c < 3; ++c) {
-            lo[c] = 32767;
-            hi[c] = -32768;
-            for (int i = 0; i < 256; ++i) {
-                if (t.fwd1[c][i][kFwd1Pos[k]] != t.fwd2[c][i][k] || t.fwd3[c][i][kFwd3Pos[k]] != t.fwd2[c][i][k] ||
-                    t.fwd2[c][i][3] != 0 || t.fwd1[c][i][1] != 0)
-                    return false;
-                lo[c] = std::min<int>(lo[c], t.fwd2[c][i][k]);
-                hi[c] = std::max<int>(hi[c], t.fwd2[c][i][k]);
-            }
-        }
-        if (t.off1[kFwd1Pos[k]] != t.off2[k] || t.off3[kFwd3Pos[k]] != t.off2[k]) return false;
-        const int lo2 = lo[kTabB] + lo[kTabG], hi2 = hi[kTabB] + hi[kTabG];
-        const int lo3 = lo2 + lo[kTabR], hi3 = hi2 + hi[kTabR];
-        const int lo4 = lo3 + t.off2[k], hi4 = hi3 + t.off2[k];
-        for (int v : {lo2, hi2, lo3, hi3})
-            if (v < -32768 || v > 32767) return false;
-        if (lo4 < 0 || hi4 > 255 * 64 + 63) return false;
-    }
-    // Inverse: the chroma partial sum never saturates and the full sum never
-    // saturates downwards.
-    for (int k = 0; k < 3; ++k) {
-        int lo[3], hi[3];
-        for (int c = 0; c < 3; ++c) {
-            lo[c] = 32767;
-            hi[c] = -32768;
-            for (int i = 0; i < 256; ++i) {
-                lo[c] = std::min<int>(lo[c], t.inv[c][i][k]);
-                hi[c] = std::max<int>(hi[c], t.inv[c][i][k]);
-            }
-        }
-        const int loC = lo[kTabU] + lo[kTabV], hiC = hi[kTabU] + hi[kTabV];
-        if (loC < -32768 || hiC > 32767 || loC + lo[kTabY] < -32768) return false;
-    }
-    return true;
-}
-
-// The table word of `input` as an AVX2 form computes it: the input at its
-// byte weight (exact in float) times the stored coefficient (already divided
-// by that weight), rounded to nearest even.
-int ScaledWord(int input, float weight, float scaledCoefficient) {
-    return RoundNearestEven(static_cast<float>(input) * weight * scaledCoefficient);
-}
-
-bool InverseFormExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
-    for (int i = 0; i < 256; ++i) {
-        const int ty = ScaledWord(i - 16, wy, v.y);
-        const auto& ey = t.inv[kTabY][i];
-        const auto& eu = t.inv[kTabU][i];
-        const auto& ev = t.inv[kTabV][i];
-        if (ey[0] != ty || ey[1] != ty || ey[2] != ty || ey[3] != 0) return false;
-        if (eu[0] != ScaledWord(i - 128, wu, v.ub) || eu[1] != ScaledWord(i - 128, wu, v.ug) || eu[2] != 0 ||
-            eu[3] != 0)
-            return false;
-        if (ev[0] != 0 || ev[1] != ScaledWord(i - 128, wv, v.vg) || ev[2] != ScaledWord(i - 128, wv, v.vr) ||
-            ev[3] != 0)
-            return false;
-    }
-    return true;
-}
-
-bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyFwdCoefs& f, const SLyInvCoefs& inv,
-                         const SLyInvCoefs& invVuya) {
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float w = kFwdScale[c];
-            if (ScaledWord(i, w, f.u[c]) != t.fwd2[c][i][0] || ScaledWord(i, w, f.y[c]) != t.fwd2[c][i][1] ||
-                ScaledWord(i, w, f.v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
-    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           InverseFormExact(t, invVuya, kVuyaScaleY, kVuyaScaleU, kVuyaScaleV);
-}
-
-SLyArith BuildArith() {
-    // The verdict must not depend on the rounding mode of whichever thread
-    // happens to call first.
-    const int mode = std::fegetround();
-    std::fesetround(FE_TONEAREST);
-    SLyArith a{};
-    a.boundsHold = true;
-    a.exact = true;
-    for (int cs = 0; cs < 2; ++cs) {
-        const auto& m = kColorMatrices[cs];
-        for (int c = 0; c < 3; ++c) {
-            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f / kFwdScale[c];
-        }
-        // Matrix rows R, G, B; columns (Y-16), (U-128), (V-128).
-        a.inv[cs] = {m.yuvToRgb[0][0] * 64.0f, m.yuvToRgb[2][1] * 64.0f, m.yuvToRgb[1][1] * 64.0f,
-                     m.yuvToRgb[1][2] * 64.0f, m.yuvToRgb[0][2] * 64.0f};
-        a.invVuya[cs] = {a.inv[cs].y / kVuyaScaleY, a.inv[cs].ub / kVuyaScaleU, a.inv[cs].ug / kVuyaScaleU,
-                         a.inv[cs].vg / kVuyaScaleV, a.inv[cs].vr / kVuyaScaleV};
-        a.boundsHold = a.boundsHold && TableBoundsHold(ColorTables(cs));
-        a.exact = a.exact && ArithmeticFormExact(ColorTables(cs), a.fwd[cs], a.inv[cs], a.invVuya[cs]);
-    }
-    a.exact = a.exact && a.boundsHold;
-    std::fesetround(mode);
-    return a;
-}
-
-const SLyArith& Arith() {
-    static const SLyArith a = BuildArith();
-    return a;
-}
-
 // ------------------------------------------------------------ scalar forms
 
 // Forward layout 2 of one BGRA pixel: B + G, + R, + offset, each saturating,
 // then an arithmetic shift. out = U, Y, V.
 inline void ForwardPixel(const SLyColorTableSet& t, const unsigned char* p, int out[3]) {
-    for (int k = 0; k < 3; ++k) {
-        int s = SatAdd16(t.fwd2[kTabB][p[0]][k], t.fwd2[kTabG][p[1]][k]);
-        s = SatAdd16(s, t.fwd2[kTabR][p[2]][k]);
-        s = SatAdd16(s, t.off2[k]);
-        out[k] = s >> 6;
-    }
+    for (int k = 0; k < 3; ++k) out[k] = ForwardSum(t.fwd2, t.off2, p[0], p[1], p[2], k) >> 6;
 }
 
 void BgraToUyvyPairsScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int pairs) {
@@ -243,10 +82,7 @@ void VuyaToUyvyPairsScalar(const unsigned char* s, unsigned char* d, int pairs) 
 
 // One BGRA pixel from chroma (U + V, saturating) and its own Y.
 inline void InversePixel(const SLyColorTableSet& t, int u, int v, int y, unsigned char* d) {
-    for (int k = 0; k < 3; ++k) {
-        const int c = SatAdd16(t.inv[kTabU][u][k], t.inv[kTabV][v][k]);
-        d[k] = ClampByte(SatAdd16(c, t.inv[kTabY][y][k]) >> 6);
-    }
+    for (int k = 0; k < 3; ++k) d[k] = InverseByte(t, y, u, v, k);
     d[3] = 255;
 }
 
@@ -274,12 +110,8 @@ void UyvyToVuyaPairsScalar(const unsigned char* s, unsigned char* d, int pairs) 
 void BgraToVuyaScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
     for (int i = 0; i < width; ++i, s += 4, d += 4) {
         unsigned w[4];
-        for (int k = 0; k < 4; ++k) {
-            int x = SatAdd16(t.fwd1[kTabB][s[0]][k], t.fwd1[kTabG][s[1]][k]);
-            x = SatAdd16(x, t.fwd1[kTabR][s[2]][k]);
-            x = SatAdd16(x, t.off1[k]);
-            w[k] = (static_cast<unsigned>(x) & 0xFFFFu) >> 6;  // logical shift of the 16-bit word
-        }
+        for (int k = 0; k < 4; ++k)  // logical shift of the 16-bit word
+            w[k] = (static_cast<unsigned>(ForwardSum(t.fwd1, t.off1, s[0], s[1], s[2], k)) & 0xFFFFu) >> 6;
         d[0] = static_cast<unsigned char>(w[3]);
         d[1] = static_cast<unsigned char>(w[2]);
         d[2] = static_cast<unsigned char>(w[0]);
@@ -289,11 +121,7 @@ void BgraToVuyaScalar(const SLyColorTableSet& t, const unsigned char* s, unsigne
 
 void VuyaToBgraScalar(const SLyColorTableSet& t, const unsigned char* s, unsigned char* d, int width) {
     for (int i = 0; i < width; ++i, s += 4, d += 4) {
-        for (int k = 0; k < 3; ++k) {
-            int x = SatAdd16(t.inv[kTabV][s[0]][k], t.inv[kTabU][s[1]][k]);
-            x = SatAdd16(x, t.inv[kTabY][s[2]][k]);
-            d[k] = ClampByte(x >> 6);
-        }
+        for (int k = 0; k < 3; ++k) d[k] = InverseByte(t, s[2], s[1], s[0], k);
         d[3] = s[3];
     }
 }
@@ -528,6 +356,7 @@ int AlphaPlaneSse2(const unsigned char* s, unsigned char* d, int count) {
 
 #if LY_HAVE_AVX2_KERNELS
 
+
 LY_TARGET_AVX2 inline __m256i LaneMask(char a0, char a1, char a2, char a3, char a4, char a5, char a6, char a7,
                                        char a8, char a9, char a10, char a11, char a12, char a13, char a14,
                                        char a15) {
@@ -607,65 +436,66 @@ LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-struct SLyInvVec {
-    __m256 y, br, g;  // br: (U->B, V->R) per (U, V) lane pair; g: (U->G, V->G)
-};
 
-LY_TARGET_AVX2 inline SLyInvVec InvVec(const SLyInvCoefs& c) {
-    SLyInvVec k;
-    k.y = _mm256_set1_ps(c.y);
-    k.br = _mm256_setr_ps(c.ub, c.vr, c.ub, c.vr, c.ub, c.vr, c.ub, c.vr);
-    k.g = _mm256_setr_ps(c.ug, c.vg, c.ug, c.vg, c.ug, c.vg, c.ug, c.vg);
-    return k;
+inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
+    return {c.y / kUyvyScaleY0, c.ub / kUyvyScaleU, c.ug / kUyvyScaleU, c.vg / kUyvyScaleV, c.vr / kUyvyScaleV};
 }
 
-// Sixteen bytes-as-words (low byte of each 16-bit lane) -> floats of
-// (value - bias): the value slides into the mantissa of 2^23.
-LY_TARGET_AVX2 inline __m256 WordsToFloatLo(__m256i w, __m256 bias) {
-    return _mm256_sub_ps(_mm256_castsi256_ps(_mm256_unpacklo_epi16(w, _mm256_set1_epi16(0x4B00))), bias);
-}
-LY_TARGET_AVX2 inline __m256 WordsToFloatHi(__m256i w, __m256 bias) {
-    return _mm256_sub_ps(_mm256_castsi256_ps(_mm256_unpackhi_epi16(w, _mm256_set1_epi16(0x4B00))), bias);
+// Eight UYVY pairs (32 bytes) -> sixty-four BGRA bytes. One 32-bit lane per
+// pair all the way: the inputs come out of the pair's word by masks and
+// shifts, the chroma terms land in the lane of the pixels that share them,
+// and only the final packing moves bytes across lanes (the shuffle units are
+// what limits this loop). `k` holds the coefficients at the byte weights,
+// `y1` the second pixel's unscaled luma coefficient.
+LY_TARGET_AVX2 inline void UyvyToBgraSixteenFma(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
+                                                    __m256 y1) {
+    const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
+    const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF)), exp23)),
+                                    _mm256_set1_ps(8388608.0f + 128.0f));
+    const __m256 fv = _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_and_si256(w, _mm256_set1_epi32(0xFF0000))),
+                                    _mm256_set1_ps(128.0f * 65536.0f));
+    const __m256 fy0 =
+        _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF00)), exp23)),
+                      _mm256_set1_ps(8388608.0f + 16.0f * 256.0f));
+    const __m256 fy1 = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_srli_epi32(w, 24), exp23)),
+                                     _mm256_set1_ps(8388608.0f + 16.0f));
+    // Fused terms (see kFusedMagic): the magic's bit pattern is taken out of
+    // each luma term twice and out of green's chroma pair once, so every sum
+    // below is the true one.
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    const auto term = [magic](__m256 x, __m256 c)
+                          LY_TARGET_AVX2 { return _mm256_castps_si256(_mm256_fmadd_ps(x, c, magic)); };
+    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
+    const __m256i ty0 = _mm256_sub_epi32(term(fy0, _mm256_set1_ps(k.y)), twoMagicBits);
+    const __m256i ty1 = _mm256_sub_epi32(term(fy1, y1), twoMagicBits);
+    const __m256i cb = term(fu, _mm256_set1_ps(k.ub));
+    const __m256i cr = term(fv, _mm256_set1_ps(k.vr));
+    const __m256i cg = _mm256_sub_epi32(
+        _mm256_add_epi32(term(fu, _mm256_set1_ps(k.ug)), term(fv, _mm256_set1_ps(k.vg))), _mm256_set1_epi32(0x4B400000));
+    // 32-bit sums then a saturating pack: the same as the saturating 16-bit
+    // chain (the chroma sum fits 16 bits, the full sum never saturates
+    // downwards). The constant 255 * 64 becomes the alpha byte.
+    const __m256i alpha = _mm256_set1_epi32(255 * 64);
+    const __m256i bg0 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cb, ty0), _mm256_add_epi32(cg, ty0)), 6);
+    const __m256i ra0 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cr, ty0), alpha), 6);
+    const __m256i bg1 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cb, ty1), _mm256_add_epi32(cg, ty1)), 6);
+    const __m256i ra1 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cr, ty1), alpha), 6);
+    // Per 128-bit lane: B of four pairs, G, R, A; transposed to four pixels.
+    const __m256i transpose = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const __m256i px0 = _mm256_shuffle_epi8(_mm256_packus_epi16(bg0, ra0), transpose);  // first pixels
+    const __m256i px1 = _mm256_shuffle_epi8(_mm256_packus_epi16(bg1, ra1), transpose);  // second pixels
+    const __m256i lo = _mm256_unpacklo_epi32(px0, px1);  // pixels 0..3 | 8..11
+    const __m256i hi = _mm256_unpackhi_epi32(px0, px1);  // pixels 4..7 | 12..15
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(lo, hi, 0x20));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(lo, hi, 0x31));
 }
 
-// Sixteen UYVY pixels (32 bytes) -> sixty-four BGRA bytes.
-LY_TARGET_AVX2 inline void UyvyToBgraSixteenAvx2(const unsigned char* s, unsigned char* d, const SLyInvVec& k) {
-    const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-    const __m256i yw = _mm256_srli_epi16(in, 8);                              // y0..7 | y8..15
-    const __m256i cw = _mm256_and_si256(in, _mm256_set1_epi16(0xFF));          // u0 v0 .. u3 v3 | u4 v4 ..
-    const __m256 biasY = _mm256_set1_ps(8388608.0f + 16.0f);
-    const __m256 biasC = _mm256_set1_ps(8388608.0f + 128.0f);
-    const __m256i tyLo = Term(WordsToFloatLo(yw, biasY), k.y);                // y0..3 | y8..11
-    const __m256i tyHi = Term(WordsToFloatHi(yw, biasY), k.y);                // y4..7 | y12..15
-    const __m256 cLo = WordsToFloatLo(cw, biasC);                            // pairs 0,1 | 4,5
-    const __m256 cHi = WordsToFloatHi(cw, biasC);                            // pairs 2,3 | 6,7
-    const __m256i brLo = Term(cLo, k.br);                                     // B, R chroma per pair
-    const __m256i brHi = Term(cHi, k.br);
-    const __m256i ty = _mm256_packs_epi32(tyLo, tyHi);                        // per pixel, in order
-    const __m256i br = _mm256_packs_epi32(brLo, brHi);                        // B0 R0 B1 R1 .. B3 R3
-    const __m256i gw = _mm256_packs_epi32(Term(cLo, k.g), Term(cHi, k.g));     // UG0 VG0 UG1 VG1 ..
-    const __m256i dupEven = LaneMask(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
-    const __m256i dupOdd = LaneMask(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
-    const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
-    // U + V of the pair lands in both of its pixels' words.
-    const __m256i gc = _mm256_adds_epi16(gw, _mm256_shuffle_epi8(gw, swap));
-    const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupEven), ty), 6);
-    const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupOdd), ty), 6);
-    const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(gc, ty), 6);
-    const __m256i bR = _mm256_packus_epi16(b, r);                                    // B0..7 R0..7
-    const __m256i gA = _mm256_packus_epi16(g, _mm256_set1_epi16(255));               // G0..7 FF..
-    const __m256i bg = _mm256_unpacklo_epi8(bR, gA);
-    const __m256i ra = _mm256_unpackhi_epi8(bR, gA);
-    const __m256i p0 = _mm256_unpacklo_epi16(bg, ra);                                // px 0..3 | 8..11
-    const __m256i p1 = _mm256_unpackhi_epi16(bg, ra);                                // px 4..7 | 12..15
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(p0, p1, 0x20));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(p0, p1, 0x31));
-}
-
-LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
-    const SLyInvVec k = InvVec(c);
+LY_TARGET_AVX2 int UyvyToBgraPairsFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
+    const SLyInvCoefs k = UyvyScaled(c);
+    const __m256 y1 = _mm256_set1_ps(c.y);
     int done = 0;
-    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenAvx2(s, d, k);
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenFma(s, d, k, y1);
     return done;
 }
 
@@ -685,39 +515,64 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
-    const __m256i chromaOffset = _mm256_set1_epi16(8192), lumaOffset = _mm256_set1_epi16(1024);
-    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+// Eight BGRA pixels -> the three table sums plus offsets, each in the low 16
+// bits of a 32-bit lane (see kFusedMagic): three times the magic's bit
+// pattern has zero low bits, and the sum with its offset lies within
+// 0 .. 255 * 64 + 63 (TableBoundsHold), so no partial sum saturated.
+LY_TARGET_AVX2 inline __m256i FusedSum(const __m256 in[3], const float* k, __m256 magicOffset, __m256 magic) {
+    const __m256i b = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabB], _mm256_set1_ps(k[kTabB]), magicOffset));
+    const __m256i g = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabG], _mm256_set1_ps(k[kTabG]), magic));
+    const __m256i r = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabR], _mm256_set1_ps(k[kTabR]), magic));
+    return _mm256_add_epi32(_mm256_add_epi32(b, g), r);
+}
+
+LY_TARGET_AVX2 inline __m256i BgraToVuyaEightFma(__m256i px, const SLyFwdCoefs& f) {
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    __m256 in[3];
+    in[kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF)));
+    in[kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF00)));
+    in[kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF0000)));
+    // Shifted down, each low word is the output byte (bits 8..15 clear).
+    const __m256i v = _mm256_srli_epi16(FusedSum(in, f.v, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
+    const __m256i u = _mm256_srli_epi16(FusedSum(in, f.u, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
+    const __m256i y = _mm256_srli_epi16(FusedSum(in, f.y, _mm256_set1_ps(kFusedMagic + 1024.0f), magic), 6);
+    // Low words V | U << 8, high words Y; the high words' other bits dropped.
+    const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi32(u, 8));
+    const __m256i vuy = _mm256_blend_epi16(vu, _mm256_slli_epi32(y, 16), 0xAA);
+    return _mm256_or_si256(vuy, _mm256_and_si256(px, _mm256_set1_epi32(static_cast<int>(0xFF000000u))));
+}
+
+LY_TARGET_AVX2 int BgraToVuyaFma(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
     int done = 0;
     for (; done + 16 <= width; done += 16, s += 64, d += 64) {
         const __m256i pa = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
         const __m256i pb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
-        const SLyFwdInputs in = ForwardInputsAvx2(pa, pb);
-        // Sixteen words at a time; every result lies within 0..255.
-        const __m256i v = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.v), chromaOffset), 6);
-        const __m256i u = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.u), chromaOffset), 6);
-        const __m256i y = _mm256_srai_epi16(_mm256_add_epi16(ForwardSums16(in, f.y), lumaOffset), 6);
-        const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi16(u, 8));
-        // Words 0..3 of each lane belong to the first eight pixels, 4..7 to the second.
-        const __m256i outA = _mm256_or_si256(_mm256_unpacklo_epi16(vu, y), _mm256_and_si256(pa, alpha));
-        const __m256i outB = _mm256_or_si256(_mm256_unpackhi_epi16(vu, y), _mm256_and_si256(pb, alpha));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), outA);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), outB);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), BgraToVuyaEightFma(pa, f));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), BgraToVuyaEightFma(pb, f));
     }
     return done;
 }
 
 // V and U are masked in place and slid into the mantissa of 2^23 (no shift,
 // no conversion); Y sits too high for that and is converted. Coefficients
-// are divided by the byte weights (SLyArith::invVuya).
-LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
+// are divided by the byte weights (SLyArith::invVuya). Each term is a fused
+// multiply-add onto kFusedMagic; the magic's bit pattern is taken out of the
+// luma term twice (once more for green's extra term), which leaves the true
+// 32-bit sums: the chroma sums fit 16 bits and the full sums never go below
+// -32768, so after the saturating packs this equals the 16-bit chain.
+LY_TARGET_AVX2 int VuyaToBgraFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
     const __m256 ky = _mm256_set1_ps(c.y), kub = _mm256_set1_ps(c.ub), kug = _mm256_set1_ps(c.ug);
     const __m256 kvg = _mm256_set1_ps(c.vg), kvr = _mm256_set1_ps(c.vr);
+    const __m256 magic = _mm256_set1_ps(kFusedMagic);
+    const __m256i magicBits = _mm256_set1_epi32(0x4B400000);
+    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
     const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
     const __m256 biasV = _mm256_set1_ps(8388608.0f + 128.0f);
     const __m256 biasU = _mm256_set1_ps(8388608.0f + 128.0f * 256.0f);
     const __m256 biasY = _mm256_set1_ps(16.0f * 65536.0f);
     const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const auto term = [magic](__m256 x, __m256 k)
+                          LY_TARGET_AVX2 { return _mm256_castps_si256(_mm256_fmadd_ps(x, k, magic)); };
     int done = 0;
     for (; done + 8 <= width; done += 8, s += 32, d += 32) {
         const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
@@ -727,13 +582,11 @@ LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvCoefs& c, const unsigned char* s, 
         const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mv, exp23)), biasV);
         const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mu, exp23)), biasU);
         const __m256 fy = _mm256_sub_ps(_mm256_cvtepi32_ps(my), biasY);
-        const __m256i ty = Term(fy, ky);
-        // Sums in 32 bits: the chroma sums fit 16 bits and the full sums never
-        // go below -32768, so this equals the saturating 16-bit chain once
-        // clamped.
-        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(Term(fu, kub), ty), 6);
-        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(_mm256_add_epi32(Term(fv, kvg), Term(fu, kug)), ty), 6);
-        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(Term(fv, kvr), ty), 6);
+        const __m256i ty = _mm256_sub_epi32(term(fy, ky), twoMagicBits);
+        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(term(fu, kub), ty), 6);
+        const __m256i gc = _mm256_sub_epi32(_mm256_add_epi32(term(fv, kvg), term(fu, kug)), magicBits);
+        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(gc, ty), 6);
+        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(term(fv, kvr), ty), 6);
         const __m256i bg = _mm256_packs_epi32(b, g);
         const __m256i ra = _mm256_packs_epi32(r, _mm256_srli_epi32(px, 24));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
@@ -790,95 +643,65 @@ LY_TARGET_AVX2 int AlphaPlaneAvx2(const unsigned char* s, unsigned char* d, int 
 #endif  // LY_HAVE_AVX2_KERNELS
 #endif  // LY_X86
 
-// Checked per row, not per call: the rows may run on pool workers, whose
-// floating-point environment is their own. The AVX2 forms round like the
-// tables only under round-to-nearest.
-inline bool UseAvx2(Isa isa) {
-#if LY_X86 && LY_HAVE_AVX2_KERNELS
-    return isa == Isa::Avx2 && (_mm_getcsr() & 0x6000u) == 0;
-#else
-    (void)isa;
-    return false;
-#endif
-}
-
-inline bool UseSse2(Isa isa) {
+// The form a row uses: AVX2 only under round-to-nearest, checked per row,
+// not per call: the rows may run on pool workers, whose floating-point
+// environment is their own, and the AVX2 forms round like the tables only
+// under round-to-nearest. The AVX2 forms do whole blocks of their width; the
+// SSE2 form continues with what is left, the scalar form finishes.
+inline Isa RowIsa(Isa isa) {
 #if LY_X86
-    return isa >= Isa::Sse2;
-#else
-    (void)isa;
-    return false;
+    if (isa == Isa::Avx2 && (_mm_getcsr() & 0x6000u) != 0) return Isa::Sse2;
 #endif
+    return isa;
 }
-
-// ------------------------------------------------------------ dispatch by form
-// Each runs the widest form on as much as it can take, then steps down.
 
 void BgraToUyvyPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = BgraToUyvyPairsAvx2(Arith().fwd[cs], s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, BgraToUyvyPairsAvx2(kColorArith.fwd[cs], s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done),
+                           BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done), 0);
     BgraToUyvyPairsScalar(t, s + 8 * done, d + 4 * done, pairs - done);
 }
 
 void VuyaToUyvyPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = VuyaToUyvyPairsAvx2(s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, VuyaToUyvyPairsAvx2(s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done),
+                           VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done), 0);
     VuyaToUyvyPairsScalar(s + 8 * done, d + 4 * done, pairs - done);
 }
 
 void UyvyToBgraPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = UyvyToBgraPairsAvx2(Arith().inv[cs], s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, UyvyToBgraPairsFma(kColorArith.inv[cs], s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done),
+                           UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done), 0);
     UyvyToBgraPairsScalar(t, s + 4 * done, d + 8 * done, pairs - done);
 }
 
 void UyvyToVuyaPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = UyvyToVuyaPairsAvx2(s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, UyvyToVuyaPairsAvx2(s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done),
+                           UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done), 0);
     UyvyToVuyaPairsScalar(s + 4 * done, d + 8 * done, pairs - done);
 }
 
 void Reduce16Samples(Isa isa, const unsigned char* s, unsigned char* d, int samples) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = Reduce16Avx2(s, d, samples);
-#endif
-    if (UseSse2(isa)) done += Reduce16Sse2(s + 2 * done, d + done, samples - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, Reduce16Avx2(s, d, samples), 0, 0);
+    done += LY_WIDEST_FORM(isa, Reduce16Sse2(s + 2 * done, d + done, samples - done),
+                           Reduce16Sse2(s + 2 * done, d + done, samples - done), 0);
     Reduce16Scalar(s + 2 * done, d + done, samples - done);
 }
 
 void Relayout(Isa isa, Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = RelayoutAvx2(l, s, d, pairs);
-#endif
-    if (UseSse2(isa)) done += RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, RelayoutAvx2(l, s, d, pairs), 0, 0);
+    done += LY_WIDEST_FORM(isa, RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done),
+                           RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done), 0);
     RelayoutScalar(l, s + 4 * done, d + PairBytes(l) * done, pairs - done);
 }
 
@@ -952,14 +775,6 @@ void UyvyRow(PairsFn core, Isa isa, int cs, int depth, const unsigned char* s, i
 
 // ------------------------------------------------------------ kernel entry points
 
-Isa ConverterIsa() {
-    Isa isa = ActiveIsa();
-    const SLyArith& a = Arith();
-    if (!a.boundsHold) return Isa::Scalar;
-    if (isa == Isa::Avx2 && !a.exact) isa = Isa::Sse2;
-    return isa;
-}
-
 void BgraTo422Row(Isa isa, int colorimetry, Layout422 layout, const unsigned char* src, unsigned char* dst,
                   int width) {
     ProducePairs(&BgraToUyvyPairs, isa, colorimetry, layout, src, dst, width / 2);
@@ -992,40 +807,31 @@ void UyvyToVuyaRow(Isa isa, int depth, const unsigned char* src, int pairStart, 
 
 void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = BgraToVuyaAvx2(Arith().fwd[colorimetry], src, dst, width);
-#endif
-    if (UseSse2(isa)) done += BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, BgraToVuyaFma(kColorArith.fwd[colorimetry], src, dst, width), 0, 0);
+    done += LY_WIDEST_FORM(isa, BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done),
+                           BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     BgraToVuyaScalar(t, src + 4 * done, dst + 4 * done, width - done);
 }
 
 void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = VuyaToBgraAvx2(Arith().invVuya[colorimetry], src, dst, width);
-#endif
-    if (UseSse2(isa)) done += VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, VuyaToBgraFma(kColorArith.invVuya[colorimetry], src, dst, width), 0, 0);
+    done += LY_WIDEST_FORM(isa, VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done),
+                           VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     VuyaToBgraScalar(t, src + 4 * done, dst + 4 * done, width - done);
 }
 
 void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, int count) {
-    int done = 0;
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (UseAvx2(isa)) done = AlphaPlaneAvx2(src, alphaDst, count);
-#endif
-    if (UseSse2(isa)) done += AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done);
-#endif
+    isa = RowIsa(isa);
+    int done = LY_WIDEST_FORM(isa, AlphaPlaneAvx2(src, alphaDst, count), 0, 0);
+    done += LY_WIDEST_FORM(isa, AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done),
+                           AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done), 0);
     AlphaPlaneScalar(src + 4 * done, alphaDst + 2 * done, count - done);
 }
 
-bool ArithmeticFormsExact() { return Arith().exact; }
+
 
 }  // namespace ly::packed
 
@@ -1045,9 +851,7 @@ bool KnownDepth(unsigned char depth) { return depth == 8 || depth == 16; }
 template <class Row>
 void ForEachRow(ly::PoolRoute route, const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
                 int height, Row row) {
-    ly::ParallelRows(route, height, [&](int firstRow, int rows) {
-        for (int r = firstRow; r < firstRow + rows; ++r) row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r));
-    });
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r)); }, route);
 }
 
 // The driver the two UYVY readers share: it repeats the image checks, then
@@ -1066,12 +870,10 @@ template <class PackedRow>
 void ForEachRowWithAlpha(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch,
                          unsigned char* alphaDst, int alphaPitch, int height, int alphaCount, ly::Isa isa,
                          PackedRow packedRow) {
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        for (int r = firstRow; r < firstRow + rows; ++r) {
-            const unsigned char* s = ly::RowAt(src, srcPitch, r);
-            packedRow(s, ly::RowAt(dst, dstPitch, r));
-            ly::packed::AlphaPlaneRow(isa, s, ly::RowAt(alphaDst, alphaPitch, r), alphaCount);
-        }
+    ly::ParallelEachRow(height, [&](int r) {
+        const unsigned char* s = ly::RowAt(src, srcPitch, r);
+        packedRow(s, ly::RowAt(dst, dstPitch, r));
+        ly::packed::AlphaPlaneRow(isa, s, ly::RowAt(alphaDst, alphaPitch, r), alphaCount);
     });
 }
 
@@ -1083,7 +885,7 @@ int BGRA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned cha
                       unsigned char depth, ELyColorimetry colorimetry, int width, int height) {
     if (!Images(source, destination, width, height)) return 0;
     if (!KnownColorimetry(colorimetry) || !KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Uyvy16 : Layout422::Uyvy8;
     ForEachRow(ly::PoolRoute::Exported, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) {
@@ -1096,7 +898,7 @@ int BGRA4444ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned ch
                        int destinationPitch, unsigned char /*depth*/, ELyColorimetry colorimetry, int width,
                        int height) {
     if (!Images(source, destination, width, height) || !KnownColorimetry(colorimetry)) return 1;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) {
                    ly::packed::BgraToVuyaRow(isa, colorimetry, s, d, width);
@@ -1108,7 +910,7 @@ int VUYA4444ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned ch
                        int destinationPitch, unsigned char /*depth*/, ELyColorimetry colorimetry, int width,
                        int height) {
     if (!Images(source, destination, width, height) || !KnownColorimetry(colorimetry)) return 1;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) {
                    ly::packed::VuyaToBgraRow(isa, colorimetry, s, d, width);
@@ -1119,7 +921,7 @@ int VUYA4444ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned ch
 int UYVY422ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned char depth, ELyColorimetry colorimetry,
                       unsigned char* destination, int destinationPitch, int width, int height) {
     const bool chosen = KnownColorimetry(colorimetry) && KnownDepth(depth);
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     return RunUyvyReader(chosen, source, sourcePitch, destination, destinationPitch, width, height,
                          [&](const unsigned char* s, unsigned char* d) {
                              ly::packed::UyvyToBgraRow(isa, colorimetry, depth, s, 1, d, width);
@@ -1128,7 +930,7 @@ int UYVY422ToBGRA4444(const unsigned char* source, int sourcePitch, unsigned cha
 
 int UYVY422ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned char depth, unsigned char* destination,
                       int destinationPitch, int width, int height, unsigned char /*alpha*/) {
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     return RunUyvyReader(KnownDepth(depth), source, sourcePitch, destination, destinationPitch, width, height,
                          [&](const unsigned char* s, unsigned char* d) {
                              ly::packed::UyvyToVuyaRow(isa, depth, s, 1, d, width);
@@ -1138,7 +940,7 @@ int UYVY422ToVUYA4444(const unsigned char* source, int sourcePitch, unsigned cha
 int VUYA4444ToUYVY422(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
                       unsigned char depth, int width, int height) {
     if (!Images(source, destination, width, height) || !KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Uyvy16 : Layout422::Uyvy8;
     ForEachRow(ly::PoolRoute::Internal, source, sourcePitch, destination, destinationPitch, height,
                [&](const unsigned char* s, unsigned char* d) { ly::packed::VuyaTo422Row(isa, layout, s, d, width); });
@@ -1150,7 +952,7 @@ int BGRA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned ch
                        ELyColorimetry colorimetry, int width, int height) {
     if (!Images(source, destination, width, height) || alphaDestination == nullptr) return 0;
     if (!KnownColorimetry(colorimetry) || !KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Yuyv16 : Layout422::Yuyv8;
     ForEachRowWithAlpha(source, sourcePitch, destination, destinationPitch, alphaDestination, alphaPitch, height,
                         width & ~1, isa, [&](const unsigned char* s, unsigned char* d) {
@@ -1164,7 +966,7 @@ int VUYA4444ToYUYVA422(const unsigned char* source, int sourcePitch, unsigned ch
                        int width, int height) {
     if (!Images(source, destination, width, height) || alphaDestination == nullptr) return 0;
     if (!KnownDepth(depth)) return 0;
-    const ly::Isa isa = ly::packed::ConverterIsa();
+    const ly::Isa isa = ly::ActiveIsa();
     const Layout422 layout = depth == 16 ? Layout422::Yuyv16 : Layout422::Yuyv8;
     // Exactly the pixels whose packed bytes are written get an alpha sample.
     const int alphaCount = width < 2 ? 0 : (depth == 8 ? width : (width & ~1));

@@ -101,7 +101,7 @@ void Accumulate(lyfuzz::Reader& in, int w, int h) {
     std::vector<unsigned char> first;
     for (int isa = 0; isa < 3; ++isa) {
         acc.Restore(start);
-        ly::SetIsaCapForTesting(static_cast<ly::Isa>(isa));
+        LySetInstructionSetCap(static_cast<ELyInstructionSet>(isa));
         BlendingImages(image.top(), image.pitch(), f.format, f.depth, reinterpret_cast<float*>(acc.top()),
                        acc.pitch() / 4, opacity, w, h, static_cast<ELyBlendingMode>(mode));
         if (isa == 0) first = acc.Snapshot();

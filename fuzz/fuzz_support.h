@@ -15,6 +15,7 @@
 #include <memory>
 #include <vector>
 
+#include "LyAVUtilsVersion.h"
 #include "memory/LyCpu.h"
 #include "threading/LyThreadPoolInstance.h"
 
@@ -103,7 +104,7 @@ public:
     explicit Environment(Reader& in) {
         const uint8_t pool = in.Take<uint8_t>();
         if (pool >= 240) CLyThreadPoolInstance::ReplaceSingletonForTesting(1 + pool % 16);
-        ly::SetIsaCapForTesting(static_cast<ly::Isa>(in.Take<uint8_t>() % 3));
+        LySetInstructionSetCap(static_cast<ELyInstructionSet>(in.Take<uint8_t>() % 3));
         static const int kModes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
         std::fesetround(kModes[in.Take<uint8_t>() % 4]);
     }

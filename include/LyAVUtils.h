@@ -3,6 +3,7 @@
 
 // Umbrella header: every public header of LyAVUtils.
 #include "LyAVUtilsExport.h"
+#include "LyAVUtilsVersion.h"
 #include "LyAVUtilsTypes.h"
 #include "LyThreadPool.h"
 #include "LyMemUtils.h"

@@ -14,29 +14,33 @@
 #define LY_X86 0
 #endif
 
-// Attribute for functions compiled for AVX2 inside an SSE2 translation unit.
+// Attribute for functions compiled for the AVX2 level inside an SSE2
+// translation unit. The level is AVX2 with FMA (every processor since the
+// first with AVX2 has both): the fused multiply-add forms need no level of
+// their own. -ffp-contract=off keeps the compiler from fusing anything the
+// code does not fuse itself.
 #if LY_X86 && (defined(__GNUC__) || defined(__clang__))
-#define LY_TARGET_AVX2 __attribute__((target("avx2")))
+#define LY_TARGET_AVX2 __attribute__((target("avx2,fma")))
 #define LY_HAVE_AVX2_KERNELS 1
 #else
 #define LY_TARGET_AVX2
 #define LY_HAVE_AVX2_KERNELS 0
 #endif
 
-// How many elements the widest vector form `isa` allows has done (0 at the
-// scalar level); the caller's scalar form finishes from there, so head and
-// tail elements follow the scalar rule. The AVX2 call is not compiled where
-// AVX2 kernels are not.
+// The one way a kernel family chooses among its forms. LY_WIDEST_FORM(isa,
+// avx2, sse2, scalar) is the widest of the three expressions that `isa`
+// allows; only that one is evaluated, and the vector expressions are not
+// compiled where their kernels are not (the AVX2 one needs
+// LY_HAVE_AVX2_KERNELS, both need LY_X86). A family without an AVX2 form names
+// its SSE2 form in both vector places. Wrap an argument holding a comma (a
+// template with two arguments) in parentheses.
 #if LY_X86 && LY_HAVE_AVX2_KERNELS
-#define LY_WIDEST_FORM(isa, avx2Call, sse2Call)                                      \
-    ((isa) == ::ly::Isa::Avx2     ? static_cast<size_t>(avx2Call)                    \
-     : (isa) != ::ly::Isa::Scalar ? static_cast<size_t>(sse2Call)                    \
-                                  : size_t{0})
+#define LY_WIDEST_FORM(isa, avx2, sse2, scalar) \
+    ((isa) == ::ly::Isa::Avx2 ? (avx2) : (isa) != ::ly::Isa::Scalar ? (sse2) : (scalar))
 #elif LY_X86
-#define LY_WIDEST_FORM(isa, avx2Call, sse2Call) \
-    ((isa) != ::ly::Isa::Scalar ? static_cast<size_t>(sse2Call) : size_t{0})
+#define LY_WIDEST_FORM(isa, avx2, sse2, scalar) ((isa) != ::ly::Isa::Scalar ? (sse2) : (scalar))
 #else
-#define LY_WIDEST_FORM(isa, avx2Call, sse2Call) (static_cast<void>(isa), size_t{0})
+#define LY_WIDEST_FORM(isa, avx2, sse2, scalar) (static_cast<void>(isa), (scalar))
 #endif
 
 namespace ly {
@@ -46,18 +50,17 @@ namespace ly {
 enum class Isa : int {
     Scalar = 0,
     Sse2 = 1,
-    Avx2 = 2,
+    Avx2 = 2,  // AVX2 and FMA
 };
 
 // The best level this processor (and build) supports.
 Isa BestIsa();
 
-// The level kernels should use now: the best level, or lower when a test has
-// capped it. Cheap: one relaxed atomic load.
+// The level kernels should use now: the best level, or lower under the cap
+// that LySetInstructionSetCap (or LYAVUTILS_ISA at start-up) sets. Cheap: one
+// relaxed atomic load. An operation reads it once, before its bands start,
+// and hands the value to them.
 Isa ActiveIsa();
-
-// Caps the active level (tests and benchmarks only). Returns the previous cap.
-Isa SetIsaCapForTesting(Isa cap);
 
 // The processor feature level: bit 0 MMX, bit 1 SSE, bit 2 SSE2, computed from
 // CPUID leaf 1 EDX. Computed at load; computed on first call if read earlier.

@@ -201,9 +201,9 @@ void MixRow(Isa isa, const unsigned char* x, const unsigned char* y, uint32_t fi
             unsigned char* out, size_t n, unsigned w1, unsigned w2) {
     const size_t lanes = Depth16 ? n / 2 : n;
     const size_t done = Depth16 ? LY_WIDEST_FORM(isa, MixRow16Avx2<Avg>(x, y, fill, b, out, lanes, w1, w2),
-                                                 MixRow16Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2))
+                                                 MixRow16Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2), size_t{0})
                                 : LY_WIDEST_FORM(isa, MixRow8Avx2<Avg>(x, y, fill, b, out, lanes, w1, w2),
-                                                 MixRow8Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2));
+                                                 MixRow8Sse2<Avg>(x, y, fill, b, out, lanes, w1, w2), size_t{0});
     if (Depth16)
         MixRow16Scalar<Avg>(x, y, fill, b, out, done, lanes, w1, w2);
     else
@@ -372,7 +372,7 @@ LY_TARGET_AVX2 size_t AccRowAvx2(const unsigned char* s, const unsigned char* nb
 void AccRow(Isa isa, const unsigned char* s, const unsigned char* nb, unsigned char* acc, size_t count, float k,
             bool signed16) {
     const size_t done = LY_WIDEST_FORM(isa, AccRowAvx2(s, nb, acc, count, k, signed16),
-                                       AccRowSse2(s, nb, acc, count, k, signed16));
+                                       AccRowSse2(s, nb, acc, count, k, signed16), size_t{0});
     AccRowScalar(s, nb, acc, done, count, k, signed16);
 }
 
@@ -617,7 +617,7 @@ LY_TARGET_AVX2 size_t ConvertRowAvx2(const unsigned char* src, unsigned char* ou
 
 void ConvertRow(Isa isa, const unsigned char* src, unsigned char* out, size_t count, bool depth16) {
     const size_t done = LY_WIDEST_FORM(isa, ConvertRowAvx2(src, out, count, depth16),
-                                       ConvertRowSse2(src, out, count, depth16));
+                                       ConvertRowSse2(src, out, count, depth16), size_t{0});
     ConvertRowScalar(src, out, done, count, depth16);
 }
 

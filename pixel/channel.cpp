@@ -222,29 +222,6 @@ LY_TARGET_AVX2 void ChannelRowAvx2(const unsigned char* s, unsigned char* d, int
 
 #endif  // LY_X86
 
-using RowFn = void (*)(const unsigned char*, unsigned char*, int);
-
-template <RowFn Scalar, RowFn Sse2, RowFn Avx2>
-RowFn Choose() {
-#if LY_X86
-    switch (ly::ActiveIsa()) {
-    case ly::Isa::Avx2: return Avx2;
-    case ly::Isa::Sse2: return Sse2;
-    default: break;
-    }
-#endif
-    return Scalar;
-}
-
-void RunRows(RowFn row, const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch, int width,
-             int height) {
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(src, srcPitch, firstRow);
-        unsigned char* d = ly::RowAt(dst, dstPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += srcPitch, d += dstPitch) row(s, d, width);
-    });
-}
-
 }  // namespace
 
 namespace LyPixelUtils {
@@ -252,58 +229,34 @@ namespace LyPixelUtils {
 void Convert32bitTo8bitImage(const unsigned char* src32, int srcPitch, unsigned char* dst8, int dstPitch, int width,
                              int height) {
     if (src32 == nullptr || dst8 == nullptr || width < 1 || height < 1) return;
-#if LY_X86
-    const RowFn row = Choose<LumaRowScalar, LumaRowSse2, LumaRowAvx2>();
-#else
-    const RowFn row = LumaRowScalar;
-#endif
-    RunRows(row, src32, srcPitch, dst8, dstPitch, width, height);
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, LumaRowAvx2, LumaRowSse2, LumaRowScalar);
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(src32, srcPitch, r), ly::RowAt(dst8, dstPitch, r), width); });
 }
 
 void Convert8bitTo32bitImage(const unsigned char* src8, int srcPitch, unsigned char* dst32, int dstPitch, int width,
                              int height) {
     if (src8 == nullptr || dst32 == nullptr || width < 1 || height < 1) return;
-#if LY_X86
-    const RowFn row = Choose<GreyToBgraRowScalar, GreyToBgraRowSse2, GreyToBgraRowAvx2>();
-#else
-    const RowFn row = GreyToBgraRowScalar;
-#endif
-    RunRows(row, src8, srcPitch, dst32, dstPitch, width, height);
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, GreyToBgraRowAvx2, GreyToBgraRowSse2, GreyToBgraRowScalar);
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(src8, srcPitch, r), ly::RowAt(dst32, dstPitch, r), width); });
 }
 
 void Convert32bitToGrayImage(unsigned char* image, int pitch, int width, int height) {
     if (image == nullptr || width < 1 || height < 1) return;
-    void (*row)(unsigned char*, int) = GreyInPlaceRowScalar;
-#if LY_X86
-    switch (ly::ActiveIsa()) {
-    case ly::Isa::Avx2: row = GreyInPlaceRowAvx2; break;
-    case ly::Isa::Sse2: row = GreyInPlaceRowSse2; break;
-    default: break;
-    }
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, pitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += pitch) row(p, width);
-    });
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, GreyInPlaceRowAvx2, GreyInPlaceRowSse2, GreyInPlaceRowScalar);
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(image, pitch, r), width); });
 }
 
 void Get32bitImage8bitChannel(const unsigned char* src32, int srcPitch, unsigned char* dst8, int dstPitch, int width,
                               int height, int channel) {
     if (src32 == nullptr || dst8 == nullptr || width < 1 || height < 1) return;
     channel = channel < 0 ? 0 : (channel > 3 ? 3 : channel);
-    void (*row)(const unsigned char*, unsigned char*, int, int) = ChannelRowScalar;
-#if LY_X86
-    switch (ly::ActiveIsa()) {
-    case ly::Isa::Avx2: row = ChannelRowAvx2; break;
-    case ly::Isa::Sse2: row = ChannelRowSse2; break;
-    default: break;
-    }
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(src32, srcPitch, firstRow);
-        unsigned char* d = ly::RowAt(dst8, dstPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += srcPitch, d += dstPitch) row(s, d, width, channel);
-    });
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, ChannelRowAvx2, ChannelRowSse2, ChannelRowScalar);
+    ly::ParallelEachRow(height,
+                        [&](int r) { row(ly::RowAt(src32, srcPitch, r), ly::RowAt(dst8, dstPitch, r), width, channel); });
 }
 
 void Get32bitImage8bitAlpha(const unsigned char* src32, int srcPitch, unsigned char* dst8, int dstPitch, int width,

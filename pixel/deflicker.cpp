@@ -263,28 +263,16 @@ void EachRow(const unsigned char* c, int srcPitch, unsigned char* d, int dstPitc
     for (int r = 0; r < rows; ++r, c += srcPitch, d += dstPitch) Row(c - srcPitch, c, c + srcPitch, d, width);
 }
 
-DeflickerRowsFn ChooseRows(ELyDeflickerQuality quality) {
-    const ly::Isa isa = ly::ActiveIsa();
-    (void)isa;
+DeflickerRowsFn ChooseRows(ly::Isa isa, ELyDeflickerQuality quality) {
     switch (quality) {
     case DeflickerQuality_Low:
-#if LY_X86
-        if (isa == ly::Isa::Avx2) return EachRow<VerticalRowAvx2<16, 96>>;
-        if (isa == ly::Isa::Sse2) return EachRow<VerticalRowSse2<16, 96>>;
-#endif
-        return EachRow<VerticalRowScalar<16, 96>>;
+        return LY_WIDEST_FORM(isa, (EachRow<VerticalRowAvx2<16, 96>>), (EachRow<VerticalRowSse2<16, 96>>),
+                              (EachRow<VerticalRowScalar<16, 96>>));
     case DeflickerQuality_Medium:
-#if LY_X86
-        if (isa == ly::Isa::Avx2) return EachRow<VerticalRowAvx2<32, 64>>;
-        if (isa == ly::Isa::Sse2) return EachRow<VerticalRowSse2<32, 64>>;
-#endif
-        return EachRow<VerticalRowScalar<32, 64>>;
+        return LY_WIDEST_FORM(isa, (EachRow<VerticalRowAvx2<32, 64>>), (EachRow<VerticalRowSse2<32, 64>>),
+                              (EachRow<VerticalRowScalar<32, 64>>));
     case DeflickerQuality_High:
-#if LY_X86
-        if (isa == ly::Isa::Avx2) return BinomialRowsAvx2;
-        if (isa == ly::Isa::Sse2) return EachRow<BinomialRowSse2>;
-#endif
-        return EachRow<BinomialRowScalar>;
+        return LY_WIDEST_FORM(isa, BinomialRowsAvx2, EachRow<BinomialRowSse2>, EachRow<BinomialRowScalar>);
     }
     return nullptr;
 }
@@ -311,7 +299,7 @@ namespace LyPixelUtils {
 int DefickerImage(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch, int width, int height,
                   ELyDeflickerQuality quality) {
     if (src == nullptr || dst == nullptr) return 0;
-    const DeflickerRowsFn kernel = ChooseRows(quality);
+    const DeflickerRowsFn kernel = ChooseRows(ly::ActiveIsa(), quality);
     if (kernel == nullptr || width < 3 || height < 3) return 0;
 
     const InteriorJob job{kernel, src, srcPitch, dst, dstPitch, width};

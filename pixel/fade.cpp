@@ -79,18 +79,14 @@ void FadeImage(unsigned char* buffer, int pitch, int width, int height, float pe
     const unsigned f = ly::LowBits(ly::FactorFromPercent(percent), 0xFFu);
     if (f == 255) return;  // (a * 255 + 255) >> 8 == a: nothing would change
     const auto row = ly::AlphaRowKernels(ly::ActiveIsa()).fadeRow32;
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r) row(ly::RowAt(buffer, pitch, r), width, f);
-    });
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(buffer, pitch, r), width, f); });
 }
 
 void Fade16bitAlpha(unsigned char* buffer, int pitch, int width, int height, float percent) {
     if (buffer == nullptr || width < 1 || height < 1) return;
     const unsigned f = ly::LowBits(ly::FactorFromPercent(percent), 0xFFFFu);
     const auto row = ly::AlphaRowKernels(ly::ActiveIsa()).fadeRow16;
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r) row(ly::RowAt(buffer, pitch, r), width, f);
-    });
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(buffer, pitch, r), width, f); });
 }
 
 void GradientVerFadeImage(unsigned char* buffer, int pitch, int width, int height, float startPercent,

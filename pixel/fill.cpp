@@ -1,6 +1,8 @@
 // Solid fills, the checkerboard grid and colour bars. All run on the calling
-// thread: they compute one row (two for the grid) and copy it downwards, so a
-// frame costs one row of per-pixel work plus plain row copies.
+// thread. The block fill stores its 8-byte pattern straight into every row
+// (a store-only pass, as fast as a plain byte fill); the grid and the bars
+// compute one row (two for the grid) and copy it downwards, so a frame costs
+// one row of per-pixel work plus plain row copies.
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,6 +11,7 @@
 #include "LyFormatUtils.h"
 #include "LyMemUtils.h"
 #include "LyPixelUtils.h"
+#include "memory/LyCpu.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
@@ -55,6 +58,87 @@ void CopyFirstRowDown(unsigned char* buffer, int pitch, size_t lineBytes, int he
             LyMemCpy(d, buffer, static_cast<uint32_t>(lineBytes));
     }
 }
+
+// ------------------------------------------------------------ pattern rows
+//
+// A solid fill whose row 0 is written in full is the same 8-byte pattern in
+// every row, so each row is stored directly (stores only, no copy reading row
+// 0 back). `pat` holds the pattern five times (40 bytes): a load at offset k
+// is the pattern rotated by k, which lets the vector forms start their
+// aligned stores anywhere in a row.
+
+struct SLyPatternRow {
+    alignas(64) unsigned char bytes[40];
+};
+
+SLyPatternRow MakePattern(uint64_t pattern) {
+    SLyPatternRow p;
+    for (int i = 0; i < 5; ++i) std::memcpy(p.bytes + 8 * i, &pattern, 8);
+    return p;
+}
+
+void PatternRowScalar(unsigned char* d, size_t from, size_t bytes, const unsigned char* pat) {
+    size_t i = from;
+    for (; i + 8 <= bytes; i += 8) std::memcpy(d + i, pat + (i & 7), 8);
+    for (; i < bytes; ++i) d[i] = pat[i & 7];
+}
+
+#if LY_X86
+// Each returns how many bytes it wrote: all of them, or none for a row
+// shorter than one vector.
+size_t PatternRowSse2(unsigned char* d, size_t bytes, const unsigned char* pat) {
+    if (bytes < 16) return 0;
+    const auto at = [pat](size_t i) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(pat + (i & 7))); };
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), at(0));
+    size_t i = 16 - (reinterpret_cast<uintptr_t>(d) & 15);
+    const __m128i v = at(i);  // the same rotation at every 16-byte step
+    for (; i + 64 <= bytes; i += 64) {
+        _mm_store_si128(reinterpret_cast<__m128i*>(d + i), v);
+        _mm_store_si128(reinterpret_cast<__m128i*>(d + i + 16), v);
+        _mm_store_si128(reinterpret_cast<__m128i*>(d + i + 32), v);
+        _mm_store_si128(reinterpret_cast<__m128i*>(d + i + 48), v);
+    }
+    for (; i + 16 <= bytes; i += 16) _mm_store_si128(reinterpret_cast<__m128i*>(d + i), v);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + bytes - 16), at(bytes - 16));
+    return bytes;
+}
+
+#if LY_HAVE_AVX2_KERNELS
+LY_TARGET_AVX2 size_t PatternRowAvx2(unsigned char* d, size_t bytes, const unsigned char* pat) {
+    if (bytes < 32) return 0;
+    const auto at = [pat](size_t i)
+                        LY_TARGET_AVX2 { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pat + (i & 7))); };
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), at(0));
+    size_t i = 32 - (reinterpret_cast<uintptr_t>(d) & 31);
+    const __m256i v = at(i);
+    for (; i + 128 <= bytes; i += 128) {
+        _mm256_store_si256(reinterpret_cast<__m256i*>(d + i), v);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(d + i + 32), v);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(d + i + 64), v);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(d + i + 96), v);
+    }
+    for (; i + 32 <= bytes; i += 32) _mm256_store_si256(reinterpret_cast<__m256i*>(d + i), v);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + bytes - 32), at(bytes - 32));
+    return bytes;
+}
+#endif
+#endif
+
+// Rows 0 .. height - 1, `lineBytes` each, for rows that do not share bytes.
+void FillPatternRows(unsigned char* buffer, int pitch, size_t lineBytes, int height, uint64_t pattern) {
+    if (lineBytes == 0) return;
+    const SLyPatternRow pat = MakePattern(pattern);
+    const ly::Isa isa = ly::ActiveIsa();
+    const int rows = pitch == 0 ? 1 : height;  // a zero pitch is one row written height times
+    for (int r = 0; r < rows; ++r) {
+        unsigned char* d = Row(buffer, pitch, r);
+        const size_t done = LY_WIDEST_FORM(isa, PatternRowAvx2(d, lineBytes, pat.bytes),
+                                           PatternRowSse2(d, lineBytes, pat.bytes), size_t{0});
+        PatternRowScalar(d, done, lineBytes, pat.bytes);
+    }
+}
+
+inline uint64_t Twice(uint32_t word) { return (static_cast<uint64_t>(word) << 32) | word; }
 
 // One grid row: cells of `cellWidth` pixels alternating first, second, the
 // last cell cut at the image's right edge.
@@ -118,29 +202,49 @@ int FillBlockColor(unsigned char* buffer, int pitch, int width, int height, ELyP
 
     const size_t w = static_cast<size_t>(width);
     const uint32_t y = (packed >> 16) & 0xFFu, cb = (packed >> 8) & 0xFFu, cr = packed & 0xFFu;
+    // Row 0 gets `written` bytes of an 8-byte pattern (whole words or whole
+    // pairs); the rows below are copies of row 0's `line` bytes, so any bytes
+    // of row 0 the pattern leaves unwritten (an odd 4:2:2 width, or a depth
+    // that writes nothing) reach every row as the caller's own bytes.
     size_t line;
+    size_t written = 0;
+    uint64_t pattern = 0;
     switch (format) {
     case PixelFormat_BGRA4444:
     case PixelFormat_VUYA4444:
-        line = w * 4;
-        SetWords(buffer, packed, w);
+        line = written = w * 4;
+        pattern = Twice(packed);
         break;
     case PixelFormat_UYVY422:
         line = bitDepth == 16 ? w * 4 : w * 2;
         if (bitDepth == 8) {
-            SetWords(buffer, (y << 24) | (cr << 16) | (y << 8) | cb, line / 4);
+            written = line / 4 * 4;
+            pattern = Twice((y << 24) | (cr << 16) | (y << 8) | cb);
         } else if (bitDepth == 16) {
             // Samples Cb, Y, Cr, Y, each moved up two bits.
-            uint32_t pattern[2] = {(cb << 2) | ((y << 2) << 16), (cr << 2) | ((y << 2) << 16)};
-            LyMemSetDoubleD(buffer, pattern, static_cast<uint32_t>(line / 8));
+            written = line / 8 * 8;
+            pattern = (static_cast<uint64_t>((cr << 2) | ((y << 2) << 16)) << 32) | (cb << 2) | ((y << 2) << 16);
         }
         break;
     default:  // PixelFormat_YUYVA422: only the 8-bit row is ever written
         line = bitDepth == 16 ? w * 4 : w * 2;
-        if (bitDepth == 8) SetWords(buffer, (cr << 24) | (y << 16) | (cb << 8) | y, line / 4);
+        if (bitDepth == 8) {
+            written = line / 4 * 4;
+            pattern = Twice((cr << 24) | (y << 16) | (cb << 8) | y);
+        }
         break;
     }
-    CopyFirstRowDown(buffer, pitch, line, height);
+    if (AbsPitch(pitch) < line || written == 0) {
+        // Rows share bytes, or row 0 is the caller's: row 0, then each row
+        // copied from it in turn.
+        PatternRowScalar(buffer, 0, written, MakePattern(pattern).bytes);
+        CopyFirstRowDown(buffer, pitch, line, height);
+    } else {
+        FillPatternRows(buffer, pitch, written, height, pattern);
+        // The unwritten end of row 0 (at most 7 bytes), copied down.
+        if (written < line && pitch != 0)
+            for (int r = 1; r < height; ++r) std::memcpy(Row(buffer, pitch, r) + written, buffer + written, line - written);
+    }
 
     if (format == PixelFormat_YUYVA422) {
         const uintptr_t planeAddress =

@@ -382,40 +382,6 @@ constexpr OpRowFn kOpRowsAvx2[kMaskOperatorCount] = {OpRowAvx2<OpAdd>, OpRowAvx2
 #endif
 #endif
 
-const OpRowFn* OpRowTable(Isa isa) {
-#if LY_X86
-#if LY_HAVE_AVX2_KERNELS
-    if (isa == Isa::Avx2) return kOpRowsAvx2;
-#endif
-    if (isa >= Isa::Sse2) return kOpRowsSse2;
-#endif
-    (void)isa;
-    return kOpRowsScalar;
-}
-
-// ------------------------------------------------------------ alpha to mask
-
-void AlphaToMaskRowScalar(const unsigned char* image, unsigned char* mask, int width) {
-    const unsigned char* a = image + 3;
-    for (int i = 0; i < width; ++i, a += 4) mask[i] = *a;
-}
-
-#if LY_X86
-void AlphaToMaskRowSse2(const unsigned char* image, unsigned char* mask, int width) {
-    int i = 0;
-    for (; width - i >= 16; i += 16) {
-        const unsigned char* p = image + Offset(i, 4);
-        const __m128i a0 = _mm_srli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), 24);
-        const __m128i a1 = _mm_srli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16)), 24);
-        const __m128i a2 = _mm_srli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 32)), 24);
-        const __m128i a3 = _mm_srli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 48)), 24);
-        const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a0, a1), _mm_packs_epi32(a2, a3));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(mask + i), bytes);
-    }
-    AlphaToMaskRowScalar(image + Offset(i, 4), mask + i, width - i);
-}
-#endif
-
 // ------------------------------------------------------------ 2x downscale
 
 // The remaining bytes of a row: one truncating four-sample average.
@@ -564,12 +530,9 @@ const SLyAlphaRowKernels& AlphaRowKernels(Isa isa) {
     static constexpr SLyAlphaRowKernels kSse2{MaskRow32Sse2, FadeRow32Sse2, MaskRow16Sse2, FadeRow16Sse2};
 #if LY_HAVE_AVX2_KERNELS
     static constexpr SLyAlphaRowKernels kAvx2{MaskRow32Avx2, FadeRow32Avx2, MaskRow16Avx2, FadeRow16Avx2};
-    if (isa == Isa::Avx2) return kAvx2;
 #endif
-    if (isa >= Isa::Sse2) return kSse2;
 #endif
-    (void)isa;
-    return kScalar;
+    return LY_WIDEST_FORM(isa, kAvx2, kSse2, kScalar);
 }
 
 }  // namespace ly
@@ -582,20 +545,15 @@ void MaskImage(unsigned char* image, int imagePitch, const unsigned char* mask, 
                int height) {
     if (image == nullptr || mask == nullptr || width < 1 || height < 1) return;
     const auto row = ly::AlphaRowKernels(ly::ActiveIsa()).maskRow32;
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r)
-            row(ly::RowAt(image, imagePitch, r), ly::RowAt(mask, maskPitch, r), width);
-    });
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(image, imagePitch, r), ly::RowAt(mask, maskPitch, r), width); });
 }
 
 void Mask16bitAlpha(unsigned char* alpha16, int alphaPitch, const unsigned char* mask, int maskPitch, int width,
                     int height) {
     if (alpha16 == nullptr || mask == nullptr || width < 1 || height < 1) return;
     const auto row = ly::AlphaRowKernels(ly::ActiveIsa()).maskRow16;
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r)
-            row(ly::RowAt(alpha16, alphaPitch, r), ly::RowAt(mask, maskPitch, r), width);
-    });
+    ly::ParallelEachRow(height,
+                        [&](int r) { row(ly::RowAt(alpha16, alphaPitch, r), ly::RowAt(mask, maskPitch, r), width); });
 }
 
 void MaskOperator(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch, int width, int height,
@@ -604,34 +562,23 @@ void MaskOperator(const unsigned char* src, int srcPitch, unsigned char* dst, in
     // The enumeration is open: check the value before it indexes anything.
     const unsigned index = static_cast<unsigned>(op);
     if (index >= static_cast<unsigned>(ly::kMaskOperatorCount)) return;
-    const ly::OpRowFn row = ly::OpRowTable(ly::ActiveIsa())[index];
-    if (row == nullptr) return;
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r) row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r), width);
-    });
+    const ly::Isa isa = ly::ActiveIsa();
+    const ly::OpRowFn row = LY_WIDEST_FORM(isa, ly::kOpRowsAvx2, ly::kOpRowsSse2, ly::kOpRowsScalar)[index];
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(src, srcPitch, r), ly::RowAt(dst, dstPitch, r), width); });
 }
 
 void Mask32bitTo8bit(const unsigned char* image, int imagePitch, unsigned char* mask, int maskPitch, int width,
                      int height) {
-    if (image == nullptr || mask == nullptr || width < 1 || height < 1) return;
-    auto row = ly::AlphaToMaskRowScalar;
-#if LY_X86
-    if (ly::ActiveIsa() >= ly::Isa::Sse2) row = ly::AlphaToMaskRowSse2;
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r)
-            row(ly::RowAt(image, imagePitch, r), ly::RowAt(mask, maskPitch, r), width);
-    });
+    // The alpha channel is channel 3: one row function serves both names.
+    Get32bitImage8bitChannel(image, imagePitch, mask, maskPitch, width, height, 3);
 }
 
 void MaskDownScale2X(const unsigned char* src, int srcPitch, unsigned char* dst, int dstPitch, int width,
                      int height) {
     // A one-byte-wide source has no pair to average: no output byte.
     if (src == nullptr || dst == nullptr || width < 2 || height < 1) return;
-    auto row = ly::DownScaleRowScalar;
-#if LY_X86
-    if (ly::ActiveIsa() >= ly::Isa::Sse2) row = ly::DownScaleRowSse2;
-#endif
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, ly::DownScaleRowSse2, ly::DownScaleRowSse2, ly::DownScaleRowScalar);
     ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
         // The band owns the output rows whose top source row lies in it, so
         // a band that starts on an odd row begins with the next pair.
@@ -646,48 +593,31 @@ void MaskDownScale2X(const unsigned char* src, int srcPitch, unsigned char* dst,
 void Extract8BitMask(const unsigned char* mask1, int pitch1, const unsigned char* mask2, int pitch2,
                      unsigned char* dst, int dstPitch, int width, int height) {
     if (mask1 == nullptr || mask2 == nullptr || dst == nullptr || width < 1 || height < 1) return;
-    auto row = ly::IntersectRowScalar;
-#if LY_X86
-    if (ly::ActiveIsa() >= ly::Isa::Sse2) row = ly::IntersectRowSse2;
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r)
-            row(ly::RowAt(mask1, pitch1, r), ly::RowAt(mask2, pitch2, r), ly::RowAt(dst, dstPitch, r), width);
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, ly::IntersectRowSse2, ly::IntersectRowSse2, ly::IntersectRowScalar);
+    ly::ParallelEachRow(height, [&](int r) {
+        row(ly::RowAt(mask1, pitch1, r), ly::RowAt(mask2, pitch2, r), ly::RowAt(dst, dstPitch, r), width);
     });
 }
 
 void Invert8bitImage(unsigned char* mask, int pitch, int width, int height) {
     if (mask == nullptr || width < 1 || height < 1) return;
-    auto row = ly::InvertRowScalar;
-#if LY_X86
-    if (ly::ActiveIsa() >= ly::Isa::Sse2) row = ly::InvertRowSse2;
-#if LY_HAVE_AVX2_KERNELS
-    if (ly::ActiveIsa() == ly::Isa::Avx2) row = ly::InvertRowAvx2;
-#endif
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r) row(ly::RowAt(mask, pitch, r), width);
-    });
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, ly::InvertRowAvx2, ly::InvertRowSse2, ly::InvertRowScalar);
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(mask, pitch, r), width); });
 }
 
 void Binary8bitImage(unsigned char* mask, int pitch, int width, int height, int threshold) {
     if (mask == nullptr || width < 1 || height < 1) return;
     if (threshold >= 255) return;  // no byte is above it
     if (threshold < 0) {
-        ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-            for (int r = first; r < first + rows; ++r)
-                std::memset(ly::RowAt(mask, pitch, r), 255, static_cast<size_t>(width));
-        });
+        ly::ParallelEachRow(height, [&](int r) { std::memset(ly::RowAt(mask, pitch, r), 255, static_cast<size_t>(width)); });
         return;
     }
     const unsigned above = static_cast<unsigned>(threshold) + 1u;
-    auto row = ly::ThresholdRowScalar;
-#if LY_X86
-    if (ly::ActiveIsa() >= ly::Isa::Sse2) row = ly::ThresholdRowSse2;
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r) row(ly::RowAt(mask, pitch, r), width, above);
-    });
+    const ly::Isa isa = ly::ActiveIsa();
+    const auto row = LY_WIDEST_FORM(isa, ly::ThresholdRowSse2, ly::ThresholdRowSse2, ly::ThresholdRowScalar);
+    ly::ParallelEachRow(height, [&](int r) { row(ly::RowAt(mask, pitch, r), width, above); });
 }
 
 }  // namespace LyPixelUtils

@@ -17,13 +17,13 @@
 #include "format/LyColorTables.h"
 #include "memory/LyCpu.h"
 #include "memory/LyUnaligned.h"
+#include "pixel/LyPixelVector.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
 
-constexpr uint32_t kAlphaBits = 0xFF000000u;
-constexpr uint32_t kColourBits = 0x00FFFFFFu;
-
+using ly::kAlphaBits;
+using ly::kColourBits;
 using ly::Load32;
 using ly::Store32;
 
@@ -189,20 +189,10 @@ LY_ALWAYS_INLINE __m128i MaskedSourceSse2(__m128i s, __m128i m4) {
     return _mm_or_si128(_mm_and_si128(s, _mm_set1_epi32(static_cast<int>(kColourBits))), _mm_slli_epi32(a, 24));
 }
 
-LY_ALWAYS_INLINE __m128i LoadSse2(const unsigned char* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-LY_ALWAYS_INLINE void StoreSse2(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-
-// No alpha bit set in any pixel of v / every alpha bit set in all of them.
-LY_ALWAYS_INLINE bool NoAlphaSse2(__m128i v) {
-    const __m128i a = _mm_and_si128(v, _mm_set1_epi32(static_cast<int>(kAlphaBits)));
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(a, _mm_setzero_si128())) == 0xFFFF;
-}
-LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
-    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(v, am), am)) == 0xFFFF;
-}
+using ly::FullAlphaSse2;
+using ly::LoadSse2;
+using ly::NoAlphaSse2;
+using ly::StoreSse2;
 
 // Over a transparent destination the pair rule gives the source pixel itself
 // (outA = sA, w = 128), except that a transparent source leaves the
@@ -218,9 +208,9 @@ LY_ALWAYS_INLINE __m128i MixOverClearSse2(__m128i s, __m128i d) {
 // division-free forms.
 LY_ALWAYS_INLINE void MixBlockSse2(const __m128i v[4], unsigned char* dp) {
     const __m128i d[4] = {LoadSse2(dp), LoadSse2(dp + 16), LoadSse2(dp + 32), LoadSse2(dp + 48)};
-    if (FullAlphaSse2(_mm_and_si128(_mm_and_si128(d[0], d[1]), _mm_and_si128(d[2], d[3])))) {
+    if (FullAlphaSse2(ly::And4(d))) {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverOpaqueSse2(v[k], d[k]));
-    } else if (NoAlphaSse2(_mm_or_si128(_mm_or_si128(d[0], d[1]), _mm_or_si128(d[2], d[3])))) {
+    } else if (NoAlphaSse2(ly::Or4(d))) {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixOverClearSse2(v[k], d[k]));
     } else {
         for (int k = 0; k < 4; ++k) StoreSse2(dp + 16 * k, MixPairedSse2(v[k], d[k]));
@@ -403,12 +393,8 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i MaskedSourceAvx2(__m256i s, __m128i m8) 
                            _mm256_slli_epi32(a, 24));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i LoadAvx2(const unsigned char* p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-LY_TARGET_AVX2 LY_ALWAYS_INLINE void StoreAvx2(unsigned char* p, __m256i v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-}
+using ly::LoadAvx2;
+using ly::StoreAvx2;
 
 // The SSE2 loops eight pixels wide, sixteen per test. vptest answers the
 // block questions straight from the pixels: ZF when no alpha bit is set, CF
@@ -473,7 +459,7 @@ LY_TARGET_AVX2 size_t SubtractAlphaAvx2(const unsigned char* s, unsigned char* d
 
 // The pairs of a row: width / 2 of them, i.e. the first (width & ~1) pixels.
 size_t PairedPixels(ly::Isa isa, const unsigned char* s, unsigned char* d, size_t n) {
-    const size_t done = LY_WIDEST_FORM(isa, PairedPixelsAvx2(s, d, n), PairedPixelsSse2(s, d, n));
+    const size_t done = LY_WIDEST_FORM(isa, PairedPixelsAvx2(s, d, n), PairedPixelsSse2(s, d, n), size_t{0});
     PairedPixelsScalar(s, d, done, n);
     return n;
 }
@@ -490,7 +476,7 @@ void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned cha
     const size_t n = static_cast<size_t>(width);
     const size_t paired = n & ~static_cast<size_t>(1);
     const size_t done = LY_WIDEST_FORM(isa, MaskedPairedPixelsAvx2(s, m, d, paired),
-                                            MaskedPairedPixelsSse2(s, m, d, paired));
+                                            MaskedPairedPixelsSse2(s, m, d, paired), size_t{0});
     MaskedPairedPixelsScalar(s, m, d, done, paired);
     if (paired != n) {
         // The lone pixel is mixed from a temporary carrying the scaled alpha.
@@ -502,19 +488,14 @@ void MixColorRowWithMask(ly::Isa isa, const unsigned char* s, const unsigned cha
 void SubtractAlphaRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
-    const size_t done = LY_WIDEST_FORM(isa, SubtractAlphaAvx2(s, d, n), SubtractAlphaSse2(s, d, n));
+    const size_t done = LY_WIDEST_FORM(isa, SubtractAlphaAvx2(s, d, n), SubtractAlphaSse2(s, d, n), size_t{0});
     SubtractAlphaScalar(s, d, done, n);
 }
 
 void SubtractMaskRow(ly::Isa isa, unsigned char* image, const unsigned char* m, int width) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
-    size_t done = 0;
-#if LY_X86
-    if (isa != ly::Isa::Scalar) done = SubtractMaskSse2(image, m, n);
-#else
-    (void)isa;
-#endif
+    const size_t done = LY_WIDEST_FORM(isa, SubtractMaskSse2(image, m, n), SubtractMaskSse2(image, m, n), size_t{0});
     SubtractMaskScalar(image, m, done, n);
 }
 
@@ -528,10 +509,8 @@ void MixColor(const unsigned char* source, int sourcePitch, unsigned char* desti
               int height) {
     if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) MixColorRow(isa, s, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        MixColorRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r), width);
     });
 }
 
@@ -544,12 +523,9 @@ void MixColorWithMaskAlpha(const unsigned char* source, int sourcePitch, const u
                            unsigned char* destination, int destinationPitch, int width, int height) {
     if (source == nullptr || mask == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        const unsigned char* m = ly::RowAt(mask, maskPitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, m += maskPitch, d += destinationPitch)
-            MixColorRowWithMask(isa, s, m, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        MixColorRowWithMask(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(mask, maskPitch, r),
+                            ly::RowAt(destination, destinationPitch, r), width);
     });
 }
 
@@ -557,10 +533,8 @@ void OverlayColor(const unsigned char* source, int sourcePitch, unsigned char* d
                   int width, int height) {
     if (source == nullptr || destination == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) SubtractAlphaRow(isa, s, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        SubtractAlphaRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r), width);
     });
 }
 
@@ -568,11 +542,8 @@ void SubtractImageWithMaskAlpha(unsigned char* image, int imagePitch, const unsi
                                 int width, int height) {
     if (image == nullptr || mask == nullptr || width < 1 || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, imagePitch, firstRow);
-        const unsigned char* m = ly::RowAt(mask, maskPitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += imagePitch, m += maskPitch) SubtractMaskRow(isa, p, m, width);
-    });
+    ly::ParallelEachRow(height,
+                        [&](int r) { SubtractMaskRow(isa, ly::RowAt(image, imagePitch, r), ly::RowAt(mask, maskPitch, r), width); });
 }
 
 }  // namespace LyPixelUtils

@@ -27,11 +27,6 @@ using ly::SLyColorTableSet;
 
 // ------------------------------------------------------------ shared scalar pieces
 
-inline int SatAdd16(int a, int b) {
-    const int s = a + b;
-    return s > 32767 ? 32767 : (s < -32768 ? -32768 : s);
-}
-
 // 7-bit weight of an 8-bit alpha: 0 only for 0, 128 only for 255.
 inline unsigned AlphaWeight(unsigned alpha) { return (alpha * 128u + 255u) >> 8; }
 
@@ -47,36 +42,19 @@ using ly::Store32;
 // then a logical shift. The table values keep every word within 16..240.
 inline void BgraToVuy(const SLyColorTableSet& t, uint32_t px, unsigned out[3]) {
     const unsigned b = px & 0xFFu, g = (px >> 8) & 0xFFu, r = (px >> 16) & 0xFFu;
-    for (int k = 0; k < 3; ++k) {
-        int s = SatAdd16(t.fwd3[ly::kTabB][b][k], t.fwd3[ly::kTabG][g][k]);
-        s = SatAdd16(s, t.fwd3[ly::kTabR][r][k]);
-        s = SatAdd16(s, t.off3[k]);
-        out[k] = static_cast<uint16_t>(s) >> 6;
-    }
+    for (int k = 0; k < 3; ++k) out[k] = static_cast<uint16_t>(ly::ForwardSum(t.fwd3, t.off3, b, g, r, k)) >> 6;
 }
 
 // BGRA -> (U, Y, V): layout 2 in the same order of additions.
 inline void BgraToUyv(const SLyColorTableSet& t, uint32_t px, unsigned out[3]) {
     const unsigned b = px & 0xFFu, g = (px >> 8) & 0xFFu, r = (px >> 16) & 0xFFu;
-    for (int k = 0; k < 3; ++k) {
-        int s = SatAdd16(t.fwd2[ly::kTabB][b][k], t.fwd2[ly::kTabG][g][k]);
-        s = SatAdd16(s, t.fwd2[ly::kTabR][r][k]);
-        s = SatAdd16(s, t.off2[k]);
-        s >>= 6;
-        out[k] = static_cast<unsigned>(s < 0 ? 0 : (s > 255 ? 255 : s));
-    }
+    for (int k = 0; k < 3; ++k) out[k] = ly::ClampByte(ly::ForwardSum(t.fwd2, t.off2, b, g, r, k) >> 6);
 }
 
-// VUYA -> (B, G, R): inverse tables V, then U, then Y with signed
-// saturation, arithmetic shift, clamp.
+// VUYA -> (B, G, R).
 inline void VuyaToBgr(const SLyColorTableSet& t, uint32_t px, unsigned out[3]) {
     const unsigned v = px & 0xFFu, u = (px >> 8) & 0xFFu, y = (px >> 16) & 0xFFu;
-    for (int k = 0; k < 3; ++k) {
-        int s = SatAdd16(t.inv[ly::kTabV][v][k], t.inv[ly::kTabU][u][k]);
-        s = SatAdd16(s, t.inv[ly::kTabY][y][k]);
-        s >>= 6;
-        out[k] = static_cast<unsigned>(s < 0 ? 0 : (s > 255 ? 255 : s));
-    }
+    for (int k = 0; k < 3; ++k) out[k] = ly::InverseByte(t, y, u, v, k);
 }
 
 // ------------------------------------------------------------ 32-bit destinations
@@ -186,10 +164,10 @@ inline bool FourTransparent(const unsigned char* p) {
     return (zeroMask & 0x8888) == 0x8888;
 }
 
-template <int Dir, bool Over>
-int Row32Sse2(const SLyColorTableSet& t, const unsigned char* o, unsigned char* d, int width) {
+// The over rule's whole pairs (the weighted rule takes converted runs).
+template <int Dir>
+int OverPairsSse2(const SLyColorTableSet& t, const unsigned char* o, unsigned char* d, int width) {
     const __m128i zero = _mm_setzero_si128();
-    const __m128i k255 = _mm_set1_epi16(255);
     // Flat overlay areas repeat the same pair: keep its conversion.
     uint64_t cachedPair = 0;
     __m128i cachedColour = ConvertPairSse2<Dir>(t, 0);
@@ -210,27 +188,16 @@ int Row32Sse2(const SLyColorTableSet& t, const unsigned char* o, unsigned char* 
         }
         unsigned char* dp = d + 4 * x;
         const __m128i dw = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(dp)), zero);
-        if (!Over) {
-            const __m128i ow = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<long long>(pair)), zero);
-            const __m128i aw = _mm_shufflehi_epi16(_mm_shufflelo_epi16(ow, 0xFF), 0xFF);
-            const __m128i w = _mm_srli_epi16(_mm_add_epi16(_mm_slli_epi16(aw, 7), k255), 8);
-            const __m128i mixed = MixLanesSse2(cachedColour, dw, w);
-            // Every written pair ends opaque, a pixel of weight 0 included.
-            const uint64_t out =
-                static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(mixed, mixed))) | kAlphaBytes;
-            std::memcpy(dp, &out, 8);
-        } else {
-            const unsigned sA0 = static_cast<unsigned>(pair >> 24) & 0xFFu;
-            const unsigned sA1 = static_cast<unsigned>(pair >> 56) & 0xFFu;
-            const unsigned outA0 = ly::AlphaUnion(dp[3], sA0), outA1 = ly::AlphaUnion(dp[7], sA1);
-            const short w0 = static_cast<short>(ly::AlphaQuotient(sA0, outA0));
-            const short w1 = static_cast<short>(ly::AlphaQuotient(sA1, outA1));
-            const __m128i w = _mm_setr_epi16(w0, w0, w0, w0, w1, w1, w1, w1);
-            const __m128i mixed = MixLanesSse2(cachedColour, dw, w);
-            uint64_t out = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(mixed, mixed)));
-            out = (out & ~kAlphaBytes) | (static_cast<uint64_t>(outA0) << 24) | (static_cast<uint64_t>(outA1) << 56);
-            std::memcpy(dp, &out, 8);
-        }
+        const unsigned sA0 = static_cast<unsigned>(pair >> 24) & 0xFFu;
+        const unsigned sA1 = static_cast<unsigned>(pair >> 56) & 0xFFu;
+        const unsigned outA0 = ly::AlphaUnion(dp[3], sA0), outA1 = ly::AlphaUnion(dp[7], sA1);
+        const short w0 = static_cast<short>(ly::AlphaQuotient(sA0, outA0));
+        const short w1 = static_cast<short>(ly::AlphaQuotient(sA1, outA1));
+        const __m128i w = _mm_setr_epi16(w0, w0, w0, w0, w1, w1, w1, w1);
+        const __m128i mixed = MixLanesSse2(cachedColour, dw, w);
+        uint64_t out = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(mixed, mixed)));
+        out = (out & ~kAlphaBytes) | (static_cast<uint64_t>(outA0) << 24) | (static_cast<uint64_t>(outA1) << 56);
+        std::memcpy(dp, &out, 8);
         x += 2;
     }
     return x;
@@ -243,16 +210,14 @@ int Row32Sse2(const SLyColorTableSet& t, const unsigned char* o, unsigned char* 
 // converters' vector row kernels and then mixed a vector at a time. Those
 // kernels add the same table words in the same order with the same
 // saturation and shift (and copy the alpha, from which the weights follow),
-// so the bytes are those of a lookup per pixel; the converters refuse their
-// vector forms (ConverterIsa() is then scalar) when the tables would not
-// allow that, and so does this path.
+// so the bytes are those of a lookup per pixel (the table bounds that make
+// this so are proved at compile time, format/LyColorArith.h).
 
 constexpr int kRunPixels = 128;  // even, so a run never splits a pair
 
 // Everything a row kernel needs besides its pointers.
 struct SLyMixRow {
-    Isa isa;         // mixing kernels
-    Isa convertIsa;  // converters' row kernels; Scalar: no converted runs
+    Isa isa;  // every kernel of the operation, converters included
     int colorimetry;
     const SLyColorTableSet* tables;
 };
@@ -320,7 +285,7 @@ LY_TARGET_AVX2 int MixConvertedAvx2(const unsigned char* c, unsigned char* d, in
 
 // Mixes the n converted pixels at c (n even) into d by the weighted rule.
 void MixConverted(Isa isa, const unsigned char* c, unsigned char* d, int n) {
-    int i = isa == Isa::Avx2 ? MixConvertedAvx2(c, d, n) : 0;
+    int i = LY_WIDEST_FORM(isa, MixConvertedAvx2(c, d, n), 0, 0);
     for (; i + 4 <= n; i += 4) {
         const __m128i cv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(c + 4 * i));
         __m128i* dp = reinterpret_cast<__m128i*>(d + 4 * i);
@@ -333,9 +298,9 @@ void MixConverted(Isa isa, const unsigned char* c, unsigned char* d, int n) {
 template <int Dir>
 void ConvertRun(const SLyMixRow& row, const unsigned char* o, unsigned char* run, int n) {
     if (Dir == kBgraIntoVuya)
-        ly::packed::BgraToVuyaRow(row.convertIsa, row.colorimetry, o, run, n);
+        ly::packed::BgraToVuyaRow(row.isa, row.colorimetry, o, run, n);
     else
-        ly::packed::VuyaToBgraRow(row.convertIsa, row.colorimetry, o, run, n);
+        ly::packed::VuyaToBgraRow(row.isa, row.colorimetry, o, run, n);
 }
 
 // The weighted rule over a row's whole pairs, a converted run at a time;
@@ -359,29 +324,15 @@ int Row32Runs(const SLyMixRow& row, const unsigned char* o, unsigned char* d, in
 template <int Dir, bool Over>
 void Row32(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int width) {
     const SLyColorTableSet& t = *row.tables;
-#if LY_X86
-    if (row.isa != Isa::Scalar) {
-        int done;
-        if (!Over && row.convertIsa != Isa::Scalar)
-            done = Row32Runs<Dir>(row, o, d, width);
-        else
-            done = Row32Sse2<Dir, Over>(t, o, d, width);
-        if (done < width) Row32Scalar<Dir, Over>(t, o + 4 * done, d + 4 * done, width - done);
-        return;
-    }
-#endif
-    Row32Scalar<Dir, Over>(t, o, d, width);
+    const int done = Over ? LY_WIDEST_FORM(row.isa, OverPairsSse2<Dir>(t, o, d, width), OverPairsSse2<Dir>(t, o, d, width), 0)
+                          : LY_WIDEST_FORM(row.isa, Row32Runs<Dir>(row, o, d, width), Row32Runs<Dir>(row, o, d, width), 0);
+    if (done < width) Row32Scalar<Dir, Over>(t, o + 4 * done, d + 4 * done, width - done);
 }
 
 using Row32Kernel = void (*)(const SLyMixRow&, const unsigned char*, unsigned char*, int);
 
-// The row kernels' instruction sets: the converters' choice can be lower than
-// the mixers' (it also checks the tables and the rounding mode).
 SLyMixRow MixRowSetup(int colorimetry) {
-    const Isa isa = ly::ActiveIsa();
-    Isa convertIsa = ly::packed::ConverterIsa();
-    if (isa == Isa::Scalar) convertIsa = Isa::Scalar;
-    return {isa, convertIsa, colorimetry, &ly::ColorTables(colorimetry)};
+    return {ly::ActiveIsa(), colorimetry, &ly::ColorTables(colorimetry)};
 }
 
 template <int Dir>
@@ -391,11 +342,10 @@ void Mix32(const unsigned char* overlay, int overlayPitch, unsigned char* destin
     if (colorimetry != Colorimetry_BT601 && colorimetry != Colorimetry_BT709) return;
     const SLyMixRow row = MixRowSetup(colorimetry);
     const Row32Kernel kernel = modeFlag != 0 ? &Row32<Dir, false> : &Row32<Dir, true>;
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        const unsigned char* o = ly::RowAt(overlay, overlayPitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, o += overlayPitch, d += destinationPitch) kernel(row, o, d, width);
-    });
+    ly::ParallelEachRow(
+        height,
+        [&](int r) { kernel(row, ly::RowAt(overlay, overlayPitch, r), ly::RowAt(destination, destinationPitch, r), width); },
+        ly::PoolRoute::Exported);
 }
 
 // ------------------------------------------------------------ 4:2:2 destinations
@@ -482,29 +432,16 @@ void TrailingPixelScalar(const SLyColorTableSet* t, const unsigned char* o, unsi
 }
 
 template <int Src, bool D16>
-int Pairs422Scalar(const SLyColorTableSet* t, const unsigned char* o, unsigned char* d, int pairs) {
+void Pairs422Scalar(const SLyColorTableSet* t, const unsigned char* o, unsigned char* d, int pairs) {
     constexpr int kPairBytes = D16 ? 8 : 4;
     for (int p = 0; p < pairs; ++p) PairScalar<Src, D16>(t, o + 8 * p, d + kPairBytes * p);
-    return pairs;
 }
 
 #if LY_X86
-// Both overlay pixels as (U, Y, V, x) words, values 0..255.
-template <int Src>
-inline __m128i OverlayUyvPairSse2(const SLyColorTableSet* t, uint64_t pair) {
-    if (Src == kFromBgra) {
-        const unsigned p0 = static_cast<uint32_t>(pair), p1 = static_cast<uint32_t>(pair >> 32);
-        __m128i s = _mm_adds_epi16(LoadEntryPair(t->fwd2[ly::kTabB], p0 & 0xFFu, p1 & 0xFFu),
-                                   LoadEntryPair(t->fwd2[ly::kTabG], (p0 >> 8) & 0xFFu, (p1 >> 8) & 0xFFu));
-        s = _mm_adds_epi16(s, LoadEntryPair(t->fwd2[ly::kTabR], (p0 >> 16) & 0xFFu, (p1 >> 16) & 0xFFu));
-        const __m128i off = _mm_set1_epi64x(static_cast<long long>(Load64(reinterpret_cast<const unsigned char*>(t->off2))));
-        s = _mm_srai_epi16(_mm_adds_epi16(s, off), 6);
-        return _mm_min_epi16(_mm_max_epi16(s, _mm_setzero_si128()), _mm_set1_epi16(255));
-    } else {
-        // V U Y A -> U Y V A
-        const __m128i w = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<long long>(pair)), _mm_setzero_si128());
-        return _mm_shufflehi_epi16(_mm_shufflelo_epi16(w, _MM_SHUFFLE(3, 0, 2, 1)), _MM_SHUFFLE(3, 0, 2, 1));
-    }
+// Both pixels of a VUYA overlay pair as (U, Y, V, A) words.
+inline __m128i UyvPairSse2(uint64_t pair) {
+    const __m128i w = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<long long>(pair)), _mm_setzero_si128());
+    return _mm_shufflehi_epi16(_mm_shufflelo_epi16(w, _MM_SHUFFLE(3, 0, 2, 1)), _MM_SHUFFLE(3, 0, 2, 1));
 }
 
 // (c * w + d * (128 - w)) >> 7 for eight 16-bit lanes of any unsigned value,
@@ -526,16 +463,16 @@ inline __m128i MixLanesWideSse2(__m128i c, __m128i d, short w0, short w1) {
     return _mm_xor_si128(packed, bias);
 }
 
-template <int Src, bool D16>
-int Pairs422Sse2(const SLyColorTableSet* t, const unsigned char* o, unsigned char* d, int pairs) {
+// Whole pairs of a VUYA overlay (a BGRA one arrives converted, see
+// BgraPairs422Runs).
+template <bool D16>
+void Pairs422Sse2(const unsigned char* o, unsigned char* d, int pairs) {
     constexpr int kPairBytes = D16 ? 8 : 4;
     const __m128i zero = _mm_setzero_si128();
     const __m128i k255 = _mm_set1_epi16(255);
     const __m128i keep02 = _mm_setr_epi16(-1, 0, -1, 0, 0, 0, 0, 0);
     const __m128i keep1 = _mm_setr_epi16(0, -1, 0, 0, 0, 0, 0, 0);
     const __m128i keep3 = _mm_setr_epi16(0, 0, 0, -1, 0, 0, 0, 0);
-    uint64_t cachedPair = 0;
-    __m128i cachedColour = OverlayUyvPairSse2<Src>(t, 0);
     int p = 0;
     while (p < pairs) {
         const unsigned char* op = o + 8 * p;
@@ -548,10 +485,7 @@ int Pairs422Sse2(const SLyColorTableSet* t, const unsigned char* o, unsigned cha
             ++p;
             continue;
         }
-        if (Src == kFromVuya || (pair & ~kAlphaBytes) != (cachedPair & ~kAlphaBytes)) {
-            cachedPair = pair;
-            cachedColour = OverlayUyvPairSse2<Src>(t, pair);
-        }
+        const __m128i colour = UyvPairSse2(pair);
         unsigned char* dp = d + kPairBytes * p;
         // Destination as two pixel views: (U, Y0, V, Y1) and (U, Y1, V, Y0).
         __m128i dw = D16 ? _mm_loadl_epi64(reinterpret_cast<const __m128i*>(dp))
@@ -561,12 +495,12 @@ int Pairs422Sse2(const SLyColorTableSet* t, const unsigned char* o, unsigned cha
         if (D16) {
             const short w0 = static_cast<short>(AlphaWeight(static_cast<unsigned>(pair >> 24) & 0xFFu));
             const short w1 = static_cast<short>(AlphaWeight(static_cast<unsigned>(pair >> 56) & 0xFFu));
-            mixed = MixLanesWideSse2(_mm_slli_epi16(cachedColour, 2), dw, w0, w1);
+            mixed = MixLanesWideSse2(_mm_slli_epi16(colour, 2), dw, w0, w1);
         } else {
             const __m128i ow = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<long long>(pair)), zero);
             const __m128i aw = _mm_shufflehi_epi16(_mm_shufflelo_epi16(ow, 0xFF), 0xFF);
             const __m128i w = _mm_srli_epi16(_mm_add_epi16(_mm_slli_epi16(aw, 7), k255), 8);
-            mixed = MixLanesSse2(cachedColour, dw, w);
+            mixed = MixLanesSse2(colour, dw, w);
         }
         // Chroma: mean of the two views; luma: each pixel's own lane.
         const __m128i mean = _mm_avg_epu16(mixed, _mm_srli_si128(mixed, 8));
@@ -581,7 +515,6 @@ int Pairs422Sse2(const SLyColorTableSet* t, const unsigned char* o, unsigned cha
         }
         ++p;
     }
-    return p;
 }
 #endif
 
@@ -640,8 +573,8 @@ LY_TARGET_AVX2 int VuyaPairs8Avx2(const unsigned char* c, unsigned char* d, int 
 template <bool D16>
 void VuyaPairs422(Isa isa, const unsigned char* c, unsigned char* d, int pairs) {
     constexpr int kPairBytes = D16 ? 8 : 4;
-    const int done = !D16 && isa == Isa::Avx2 ? VuyaPairs8Avx2(c, d, pairs) : 0;
-    Pairs422Sse2<kFromVuya, D16>(nullptr, c + 8 * done, d + kPairBytes * done, pairs - done);
+    const int done = D16 ? 0 : LY_WIDEST_FORM(isa, VuyaPairs8Avx2(c, d, pairs), 0, 0);
+    Pairs422Sse2<D16>(c + 8 * done, d + kPairBytes * done, pairs - done);
 }
 
 // A BGRA overlay's whole pairs, converted to VUYA a run at a time (see
@@ -655,9 +588,17 @@ void BgraPairs422Runs(const SLyMixRow& row, const unsigned char* o, unsigned cha
         const int n = pairs - p < kRunPairs ? pairs - p : kRunPairs;
         const unsigned char* op = o + 8 * p;
         if (RunTransparent(op, 2 * n)) continue;
-        ly::packed::BgraToVuyaRow(row.convertIsa, row.colorimetry, op, run, 2 * n);
+        ly::packed::BgraToVuyaRow(row.isa, row.colorimetry, op, run, 2 * n);
         VuyaPairs422<D16>(row.isa, run, d + kPairBytes * p, n);
     }
+}
+
+template <int Src, bool D16>
+void Pairs422Vector(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int pairs) {
+    if (Src == kFromBgra)
+        BgraPairs422Runs<D16>(row, o, d, pairs);
+    else
+        VuyaPairs422<D16>(row.isa, o, d, pairs);
 }
 #endif
 
@@ -673,18 +614,8 @@ void Row422(const SLyMixRow& row, const unsigned char* o, unsigned char* d, int 
     const unsigned char* op = o + 4 * x;
     unsigned char* dp = d + kPixelBytes * x;
     const int pairs = (width - x) / 2;
-#if LY_X86
-    if (Src == kFromBgra && row.convertIsa != Isa::Scalar)
-        BgraPairs422Runs<D16>(row, op, dp, pairs);
-    else if (Src == kFromVuya && row.isa != Isa::Scalar)
-        VuyaPairs422<D16>(row.isa, op, dp, pairs);
-    else if (row.isa != Isa::Scalar)
-        Pairs422Sse2<Src, D16>(t, op, dp, pairs);
-    else
-        Pairs422Scalar<Src, D16>(t, op, dp, pairs);
-#else
-    Pairs422Scalar<Src, D16>(t, op, dp, pairs);
-#endif
+    LY_WIDEST_FORM(row.isa, (Pairs422Vector<Src, D16>(row, op, dp, pairs)), (Pairs422Vector<Src, D16>(row, op, dp, pairs)),
+                   (Pairs422Scalar<Src, D16>(t, op, dp, pairs)));
     if (x + 2 * pairs < width) TrailingPixelScalar<Src, D16>(t, op + 8 * pairs, dp + 2 * kPixelBytes * pairs);
 }
 
@@ -693,11 +624,8 @@ using Row422Kernel = void (*)(const SLyMixRow&, const unsigned char*, unsigned c
 void Mix422(const unsigned char* overlay, int overlayPitch, unsigned char* destination, int destinationPitch,
             int colorimetry, Row422Kernel kernel, int pairStart, int width, int height) {
     const SLyMixRow row = MixRowSetup(colorimetry);
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* o = ly::RowAt(overlay, overlayPitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, o += overlayPitch, d += destinationPitch)
-            kernel(row, o, d, width, pairStart);
+    ly::ParallelEachRow(height, [&](int r) {
+        kernel(row, ly::RowAt(overlay, overlayPitch, r), ly::RowAt(destination, destinationPitch, r), width, pairStart);
     });
 }
 

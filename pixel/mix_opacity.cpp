@@ -19,11 +19,12 @@
 #include "LyPixelUtils.h"
 #include "memory/LyCpu.h"
 #include "memory/LyUnaligned.h"
+#include "pixel/LyPixelVector.h"
 #include "threading/LyBandFrame.h"
 
 namespace {
 
-constexpr uint32_t kAlphaBits = 0xFF000000u;
+using ly::kAlphaBits;
 constexpr uint32_t kOpaqueBlack = 0xFF000000u;
 
 using ly::Load32;
@@ -179,28 +180,12 @@ LY_ALWAYS_INLINE uint32_t LastLane(__m128i v) {
     return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(v, 0xFF)));
 }
 
-LY_ALWAYS_INLINE __m128i LoadSse2(const unsigned char* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-LY_ALWAYS_INLINE void StoreSse2(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-
-// Alpha questions about whole blocks: the OR of the pixels has no alpha bit
-// set only if every pixel is transparent, the AND has all of them set only if
-// every pixel is opaque.
-LY_ALWAYS_INLINE bool NoAlphaSse2(__m128i v) {
-    const __m128i a = _mm_and_si128(v, _mm_set1_epi32(static_cast<int>(kAlphaBits)));
-    return AllSse2(_mm_cmpeq_epi32(a, _mm_setzero_si128()));
-}
-LY_ALWAYS_INLINE bool FullAlphaSse2(__m128i v) {
-    const __m128i am = _mm_set1_epi32(static_cast<int>(kAlphaBits));
-    return AllSse2(_mm_cmpeq_epi32(_mm_and_si128(v, am), am));
-}
-LY_ALWAYS_INLINE __m128i Or4(const __m128i v[4]) {
-    return _mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3]));
-}
-LY_ALWAYS_INLINE __m128i And4(const __m128i v[4]) {
-    return _mm_and_si128(_mm_and_si128(v[0], v[1]), _mm_and_si128(v[2], v[3]));
-}
+using ly::And4;
+using ly::FullAlphaSse2;
+using ly::LoadSse2;
+using ly::NoAlphaSse2;
+using ly::Or4;
+using ly::StoreSse2;
 
 // Sixteen pixels per test (a loop that branches per 16 bytes is held back by
 // its taken branches alone on flat runs). Opaque source blocks are copied;
@@ -348,12 +333,8 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i BufferHalfAvx2(__m256i s16, __m256i d16,
     return _mm256_add_epi16(d16, _mm256_sign_epi16(scaled, diff));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i LoadAvx2(const unsigned char* p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-LY_TARGET_AVX2 LY_ALWAYS_INLINE void StoreAvx2(unsigned char* p, __m256i v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-}
+using ly::LoadAvx2;
+using ly::StoreAvx2;
 
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverBufferAvx2(__m256i sv, __m256i dv) {
     const __m256i zero = _mm256_setzero_si256();
@@ -397,34 +378,66 @@ LY_TARGET_AVX2 LY_ALWAYS_INLINE uint32_t LastLaneAvx2(__m256i v) {
     return static_cast<uint32_t>(_mm256_extract_epi32(v, 7));
 }
 
-LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverColourAvx2(__m256i v, __m256i c16) {
-    const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i k256 = _mm256_set1_epi16(256);
-    const __m256i m = MultiplierAvx2(v);
-    const __m256i mLo = SpreadAvx2(m, false), mHi = SpreadAvx2(m, true);
-    const __m256i lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mLo)),
-                                                          _mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), mLo)),
-                                         8);
-    const __m256i hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(c16, _mm256_sub_epi16(k256, mHi)),
-                                                          _mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), mHi)),
-                                         8);
-    const __m256i opaque = _mm256_andnot_si256(_mm256_cmpeq_epi32(_mm256_and_si256(v, am), zero), am);
-    return _mm256_or_si256(_mm256_packus_epi16(lo, hi), opaque);
+// The colour and black rules in place, on even bytes (B, R: the low byte of
+// each 16-bit lane) and odd bytes (G, A: the high byte) without unpacking:
+// every product is at most 255 * 256 and fits an unsigned 16-bit lane, so
+// mullo gives it whole; the even results are shifted down into their low
+// bytes and the odd ones masked where they already sit. The multiplier (the
+// alpha, 256 where it is 255) is spread to both lanes of its pixel by one
+// byte shuffle.
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i Multiplier16Avx2(__m256i v) {
+    const __m256i alphaToWords = _mm256_setr_epi8(3, -1, 3, -1, 7, -1, 7, -1, 11, -1, 11, -1, 15, -1, 15, -1,  //
+                                                  3, -1, 3, -1, 7, -1, 7, -1, 11, -1, 11, -1, 15, -1, 15, -1);
+    const __m256i a16 = _mm256_shuffle_epi8(v, alphaToWords);
+    return _mm256_sub_epi16(a16, _mm256_cmpeq_epi16(a16, _mm256_set1_epi16(255)));
 }
 
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i EvenBytes(__m256i v) {
+    return _mm256_and_si256(v, _mm256_set1_epi32(0x00FF00FF));
+}
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OddBytes(__m256i v) { return _mm256_srli_epi16(v, 8); }
+
+// (c * (256 - m) + p * m) >> 8 per channel, computed as (p - c) * m + c * 256:
+// the terms wrap in 16 bits, but their sum is the true value (0 .. 255 * 256),
+// so it comes out whole. The alpha byte comes out as c's own alpha where m
+// is 0 and is made opaque everywhere else.
+struct SLyColourAvx2 {
+    __m256i even, odd;        // the colour's even and odd bytes
+    __m256i even256, odd256;  // the same times 256
+};
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE SLyColourAvx2 ColourAvx2(__m256i c) {
+    const __m256i even = EvenBytes(c), odd = OddBytes(c);
+    return {even, odd, _mm256_slli_epi16(even, 8), _mm256_slli_epi16(odd, 8)};
+}
+
+LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverColourAvx2(__m256i v, const SLyColourAvx2& c) {
+    const __m256i m = Multiplier16Avx2(v);
+    const __m256i e = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_sub_epi16(EvenBytes(v), c.even), m), c.even256), 8);
+    const __m256i o =
+        _mm256_and_si256(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_sub_epi16(OddBytes(v), c.odd), m), c.odd256),
+                         _mm256_set1_epi32(static_cast<int>(0xFF00FF00u)));
+    const __m256i transparent = _mm256_cmpeq_epi16(m, _mm256_setzero_si256());
+    const __m256i opaque = _mm256_andnot_si256(transparent, _mm256_set1_epi32(static_cast<int>(kAlphaBits)));
+    return _mm256_or_si256(_mm256_or_si256(e, o), opaque);
+}
+
+// floor(p * m / 256) per channel, alpha made opaque.
 LY_TARGET_AVX2 LY_ALWAYS_INLINE __m256i OverBlackAvx2(__m256i v) {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i m = MultiplierAvx2(v);
-    const __m256i lo = _mm256_mulhi_epu16(_mm256_unpacklo_epi8(zero, v), SpreadAvx2(m, false));
-    const __m256i hi = _mm256_mulhi_epu16(_mm256_unpackhi_epi8(zero, v), SpreadAvx2(m, true));
-    return _mm256_or_si256(_mm256_packus_epi16(lo, hi), _mm256_set1_epi32(static_cast<int>(kOpaqueBlack)));
+    const __m256i m = Multiplier16Avx2(v);
+    const __m256i e = _mm256_srli_epi16(_mm256_mullo_epi16(EvenBytes(v), m), 8);
+    const __m256i o = _mm256_and_si256(_mm256_mullo_epi16(OddBytes(v), m), _mm256_set1_epi32(0x0000FF00));
+    return _mm256_or_si256(_mm256_or_si256(e, o), _mm256_set1_epi32(static_cast<int>(kOpaqueBlack)));
 }
 
+// The AVX2 forms keep the vector row cache of the SSE2 ones (the last group
+// computed): on a flat translucent area it still saves more than its compare
+// costs on busy rows, measured against computing every group.
 LY_TARGET_AVX2 size_t OpacityColourAvx2(unsigned char* p, size_t n, uint32_t colour, RowCache& cache) {
     const __m256i am = _mm256_set1_epi32(static_cast<int>(kAlphaBits));
     const __m256i c = Broadcast(colour);
-    const __m256i c16 = _mm256_unpacklo_epi8(c, _mm256_setzero_si256());
+    const SLyColourAvx2 cs = ColourAvx2(c);
     __m256i cacheIn = Broadcast(cache.in);
     __m256i cacheOut = Broadcast(cache.out);
     size_t x = 0;
@@ -443,9 +456,9 @@ LY_TARGET_AVX2 size_t OpacityColourAvx2(unsigned char* p, size_t n, uint32_t col
             StoreAvx2(bp + 32, cacheOut);
             continue;
         }
-        StoreAvx2(bp, OverColourAvx2(v0, c16));
+        StoreAvx2(bp, OverColourAvx2(v0, cs));
         cacheIn = v1;
-        cacheOut = OverColourAvx2(v1, c16);
+        cacheOut = OverColourAvx2(v1, cs);
         StoreAvx2(bp + 32, cacheOut);
     }
     cache.in = LastLaneAvx2(cacheIn);
@@ -497,7 +510,7 @@ LY_TARGET_AVX2 size_t OpacityBlackAvx2(const unsigned char* s, unsigned char* d,
 
 void MixOpacityRow(ly::Isa isa, const unsigned char* s, unsigned char* d, int width) {
     const size_t n = static_cast<size_t>(width);
-    const size_t done = LY_WIDEST_FORM(isa, OpacityBufferAvx2(s, d, n), OpacityBufferSse2(s, d, n));
+    const size_t done = LY_WIDEST_FORM(isa, OpacityBufferAvx2(s, d, n), OpacityBufferSse2(s, d, n), size_t{0});
     OpacityBufferScalar(s, d, done, n);
 }
 
@@ -505,7 +518,7 @@ void MixOpacityColorRow(ly::Isa isa, unsigned char* p, int width, uint32_t colou
     const size_t n = static_cast<size_t>(width);
     RowCache cache{0, colour};
     const size_t done = LY_WIDEST_FORM(isa, OpacityColourAvx2(p, n, colour, cache),
-                                            OpacityColourSse2(p, n, colour, cache));
+                                            OpacityColourSse2(p, n, colour, cache), size_t{0});
     OpacityColourScalar(p, done, n, colour, cache);
 }
 
@@ -514,7 +527,7 @@ void MixOpacityBlackRow(ly::Isa isa, const unsigned char* s, unsigned char* d, i
     const size_t n = static_cast<size_t>(width);
     RowCache cache{0, kOpaqueBlack};
     const size_t done = LY_WIDEST_FORM(isa, OpacityBlackAvx2<InPlace>(s, d, n, cache),
-                                            OpacityBlackSse2<InPlace>(s, d, n, cache));
+                                            OpacityBlackSse2<InPlace>(s, d, n, cache), size_t{0});
     OpacityBlackScalar(s, d, done, n, cache);
 }
 
@@ -527,31 +540,31 @@ void MixWithOpacityBuffer(const unsigned char* source, int sourcePitch, unsigned
     if (width < 1 || height < 1 || destinationPitch < 1 || sourcePitch < 1) return;
     if (source == nullptr || destination == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch) MixOpacityRow(isa, s, d, width);
-    });
+    ly::ParallelEachRow(
+        height,
+        [&](int r) { MixOpacityRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r), width); },
+        ly::PoolRoute::Exported);
 }
 
 void MixWithOpacityColor(unsigned char* image, int width, int height, int pitch, uint32_t color) {
     if (width < 1 || height < 1 || pitch < 1 || color == 0) return;
     if (image == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, pitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += pitch) MixOpacityColorRow(isa, p, width, color);
-    });
+    ly::ParallelEachRow(
+        height, [&](int r) { MixOpacityColorRow(isa, ly::RowAt(image, pitch, r), width, color); }, ly::PoolRoute::Exported);
 }
 
 void MixWithOpacityBlack(unsigned char* image, int width, int height, int pitch) {
     if (width < 1 || height < 1 || pitch < 1) return;
     if (image == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Exported, height, [&](int firstRow, int rows) {
-        unsigned char* p = ly::RowAt(image, pitch, firstRow);
-        for (int r = 0; r < rows; ++r, p += pitch) MixOpacityBlackRow<true>(isa, p, p, width);
-    });
+    ly::ParallelEachRow(
+        height,
+        [&](int r) {
+            unsigned char* p = ly::RowAt(image, pitch, r);
+            MixOpacityBlackRow<true>(isa, p, p, width);
+        },
+        ly::PoolRoute::Exported);
 }
 
 void MixWithOpacityBlack(const unsigned char* source, int sourcePitch, unsigned char* destination, int destinationPitch,
@@ -559,11 +572,9 @@ void MixWithOpacityBlack(const unsigned char* source, int sourcePitch, unsigned 
     if (width < 1 || height < 1) return;
     if (source == nullptr || destination == nullptr) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* s = ly::RowAt(source, sourcePitch, firstRow);
-        unsigned char* d = ly::RowAt(destination, destinationPitch, firstRow);
-        for (int r = 0; r < rows; ++r, s += sourcePitch, d += destinationPitch)
-            MixOpacityBlackRow<false>(isa, s, d, width);
+    ly::ParallelEachRow(height, [&](int r) {
+        MixOpacityBlackRow<false>(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(destination, destinationPitch, r),
+                                  width);
     });
 }
 

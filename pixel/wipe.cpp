@@ -87,33 +87,19 @@ void WipePatternImage(const unsigned char* imageA, int pitchA, const unsigned ch
         const int split = static_cast<int>(progress / 255.0 * width);
         const size_t splitBytes = static_cast<size_t>(split) * 4;
         const size_t restBytes = static_cast<size_t>(width - split) * 4;
-        ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-            const unsigned char* a = ly::RowAt(imageA, pitchA, firstRow);
-            const unsigned char* b = ly::RowAt(imageB, pitchB, firstRow);
-            unsigned char* d = ly::RowAt(dst, dstPitch, firstRow);
-            for (int r = 0; r < rows; ++r, a += pitchA, b += pitchB, d += dstPitch) {
-                CopyBytes(d, a, splitBytes);
-                CopyBytes(d + splitBytes, b + splitBytes, restBytes);
-            }
+        ly::ParallelEachRow(height, [&](int r) {
+            unsigned char* d = ly::RowAt(dst, dstPitch, r);
+            CopyBytes(d, ly::RowAt(imageA, pitchA, r), splitBytes);
+            CopyBytes(d + splitBytes, ly::RowAt(imageB, pitchB, r) + splitBytes, restBytes);
         });
         return;
     }
 
-    PatternRowFn row = PatternRowScalar;
-#if LY_X86
-    switch (ly::ActiveIsa()) {
-    case ly::Isa::Avx2: row = PatternRowAvx2; break;
-    case ly::Isa::Sse2: row = PatternRowSse2; break;
-    default: break;
-    }
-#endif
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int firstRow, int rows) {
-        const unsigned char* a = ly::RowAt(imageA, pitchA, firstRow);
-        const unsigned char* b = ly::RowAt(imageB, pitchB, firstRow);
-        const unsigned char* p = ly::RowAt(pattern, patternPitch, firstRow);
-        unsigned char* d = ly::RowAt(dst, dstPitch, firstRow);
-        for (int r = 0; r < rows; ++r, a += pitchA, b += pitchB, p += patternPitch, d += dstPitch)
-            row(a, b, p, d, width, progress);
+    const ly::Isa isa = ly::ActiveIsa();
+    const PatternRowFn row = LY_WIDEST_FORM(isa, PatternRowAvx2, PatternRowSse2, PatternRowScalar);
+    ly::ParallelEachRow(height, [&](int r) {
+        row(ly::RowAt(imageA, pitchA, r), ly::RowAt(imageB, pitchB, r), ly::RowAt(pattern, patternPitch, r),
+            ly::RowAt(dst, dstPitch, r), width, progress);
     });
 }
 

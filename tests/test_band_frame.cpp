@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "LyAVUtilsVersion.h"
+#include "LyPixelUtils.h"
 #include "LyThreadPool.h"
 #include "test_support.h"
 #include "threading/LyBandFrame.h"
@@ -69,6 +71,9 @@ TEST(BandFrame, EveryRowOnceAtEveryPoolSizeAndRoute) {
                     for (int r = first; r < first + rows; ++r) hits[r]++;
                 });
                 for (int r = 0; r < h; ++r) ASSERT_EQ(hits[r].load(), 1) << "T " << t << " h " << h << " row " << r;
+                // The per-row form walks the same bands.
+                ly::ParallelEachRow(h, [&](int r) { hits[r]++; }, route);
+                for (int r = 0; r < h; ++r) ASSERT_EQ(hits[r].load(), 2) << "T " << t << " h " << h << " row " << r;
                 const size_t expectBands = (t < 2 || h < 16) ? 1u : static_cast<size_t>(t);
                 EXPECT_EQ(log.bands.size(), expectBands) << "T " << t << " h " << h;
                 if (expectBands == 1) {
@@ -249,4 +254,32 @@ TEST(BandFrame, CallerThatStopsWaitingEarlyStillSeesEveryBandFinished) {
     EXPECT_TRUE(release.load()) << "the frame returned before its blocked band was released";
     EXPECT_EQ(rowsDone.load(), 32);
     releaser.join();
+
+// A host may change the instruction-set cap while operations run on other
+// threads: each operation keeps one level for all its bands, and every level
+// gives the same bytes, so no result may change (and ThreadSanitizer sees the
+// cap only through atomics).
+TEST(BandFrame, CapChangesWhileOperationsRun) {
+    lytest::ScopedPoolThreads pool(4);
+    const ELyInstructionSet before = LySetInstructionSetCap(InstructionSet_AVX2);
+    lytest::TestImage start(61, 40, 4, 3, 5, true);
+    start.FillRandomWithExtremes();
+    lytest::TestImage mask(61, 40, 1, 1);
+    mask.FillRandomWithExtremes();
+    lytest::TestImage expected(61, 40, 4, 3, 5, true);
+    expected.CopyPixelsFrom(start);
+    LyPixelUtils::MaskImage(expected.data(), expected.pitch(), mask.data(), mask.pitch(), 61, 40);
+    std::atomic<bool> stop{false};
+    std::thread flipper([&] {
+        for (int i = 0; !stop.load(); ++i) LySetInstructionSetCap(static_cast<ELyInstructionSet>(i % 3));
+    });
+    for (int round = 0; round < 100; ++round) {
+        lytest::TestImage image(61, 40, 4, 3, 5, true);
+        image.CopyPixelsFrom(start);
+        LyPixelUtils::MaskImage(image.data(), image.pitch(), mask.data(), mask.pitch(), 61, 40);
+        ASSERT_TRUE(lytest::SameBytes(expected.Pixels(), image.Pixels())) << "round " << round;
+    }
+    stop = true;
+    flipper.join();
+    LySetInstructionSetCap(before);
 }

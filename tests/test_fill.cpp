@@ -161,16 +161,36 @@ TEST(Fill, UnknownColoursFormatsAndColorimetries) {
 // ============================================================ block fills: every byte, every layout
 
 TEST(Fill, BlockFillWritesExactlyItsBytes) {
-    // Depth 10 shows the rows below copying an unwritten row 0.
-    for (ELyPixelFormat format : kFillFormats)
-        for (int depth : {8, 16, 10})
-            for (int w : lytest::TestWidths())
-                for (int h : lytest::TestHeights()) {
-                    const auto layouts = lytest::LayoutsFor(w, h, BytesPerPixel(format, depth));
-                    const uint32_t word = lytest::Rng()();
-                    CheckBlockFill(format, depth, word, layouts[(w + h) % layouts.size()]);
-                    if (HasFatalFailure()) return;
-                }
+    // Depth 10 shows the rows below copying an unwritten row 0; odd 4:2:2
+    // widths leave row 0's last bytes unwritten, copied down the same way.
+    // Every instruction set stores the rows directly.
+    for (ly::Isa isa : lytest::AvailableIsas()) {
+        lytest::ScopedIsa cap(isa);
+        for (ELyPixelFormat format : kFillFormats)
+            for (int depth : {8, 16, 10})
+                for (int w : lytest::TestWidths())
+                    for (int h : lytest::TestHeights()) {
+                        const auto layouts = lytest::LayoutsFor(w, h, BytesPerPixel(format, depth));
+                        const uint32_t word = lytest::Rng()();
+                        CheckBlockFill(format, depth, word, layouts[(w + h + static_cast<int>(isa)) % layouts.size()]);
+                        if (HasFatalFailure()) return;
+                    }
+    }
+    // Wide rows at every start alignment: the aligned stores begin inside the
+    // 8-byte pattern at any phase.
+    for (ly::Isa isa : lytest::AvailableIsas()) {
+        lytest::ScopedIsa cap(isa);
+        for (int w : {130, 131, 257})
+            for (int offset = 0; offset < 13; ++offset) {
+                lytest::ImageLayout layout = lytest::LayoutsFor(w, 3, 4).front();
+                layout.alignOffset = offset * 5;
+                for (ELyPixelFormat format : kFillFormats)
+                    for (int depth : {8, 16}) {
+                        CheckBlockFill(format, depth, 0x80604020u + static_cast<uint32_t>(offset), layout);
+                        if (HasFatalFailure()) return;
+                    }
+            }
+    }
 }
 
 TEST(Fill, BlockFillRefusals) {

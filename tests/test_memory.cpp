@@ -1,8 +1,11 @@
 // Memory fill and copy helpers, their store patterns and the copy variants of
 // each processor feature level.
 
+#include <cstdlib>
 #include <numeric>
+#include <string>
 
+#include "LyAVUtilsVersion.h"
 #include "LyMemUtils.h"
 #include "memory/LyCpu.h"
 #include "memory/LyMem.h"
@@ -148,15 +151,44 @@ TEST(FeatureLevel, FromLeafOneEdxBits) {
     EXPECT_EQ(ly::FeatureLevelFromEdx(0xFFFFFFFFu), 7u);
 }
 
-TEST(IsaSelection, CapLowersTheActiveLevelAndRestores) {
+TEST(InstructionSetCap, LowersTheLevelInUseAndRestores) {
     const ly::Isa best = ly::BestIsa();
-    EXPECT_EQ(ly::ActiveIsa(), best);
-    {
-        lytest::ScopedIsa scalar(ly::Isa::Scalar);
-        EXPECT_EQ(ly::ActiveIsa(), ly::Isa::Scalar);
-    }
-    EXPECT_EQ(ly::ActiveIsa(), best);
 #if LY_X86
     EXPECT_GE(best, ly::Isa::Sse2);
 #endif
+    const ELyInstructionSet before = LySetInstructionSetCap(InstructionSet_Scalar);
+    EXPECT_EQ(LyGetInstructionSet(), InstructionSet_Scalar);
+    EXPECT_EQ(ly::ActiveIsa(), ly::Isa::Scalar);
+    EXPECT_EQ(LyGetVersionInfo().instructionSet, InstructionSet_Scalar);
+    // Values outside the enumeration are refused.
+    EXPECT_EQ(LySetInstructionSetCap(static_cast<ELyInstructionSet>(3)), InstructionSet_Scalar);
+    EXPECT_EQ(LySetInstructionSetCap(static_cast<ELyInstructionSet>(-1)), InstructionSet_Scalar);
+    EXPECT_EQ(LyGetInstructionSet(), InstructionSet_Scalar);
+    // A cap above the processor's level gives the processor's level.
+    EXPECT_EQ(LySetInstructionSetCap(InstructionSet_AVX2), InstructionSet_Scalar);
+    EXPECT_EQ(LyGetInstructionSet(), static_cast<ELyInstructionSet>(best));
+    LySetInstructionSetCap(before);
+}
+
+// The ctest entry isa_env_scalar runs this program with LYAVUTILS_ISA=scalar;
+// without the variable the level in use is the processor's.
+TEST(InstructionSetCap, EnvironmentSetsTheStartingCap) {
+    const char* env = std::getenv("LYAVUTILS_ISA");
+    if (env != nullptr && std::string(env) == "scalar") {
+        EXPECT_EQ(LyGetInstructionSet(), InstructionSet_Scalar);
+    } else if (env == nullptr) {
+        EXPECT_EQ(LyGetInstructionSet(), static_cast<ELyInstructionSet>(ly::BestIsa()));
+    }
+}
+
+TEST(VersionQuery, MatchesTheHeader) {
+    const SLyVersionInfo info = LyGetVersionInfo();
+    EXPECT_EQ(info.major, LYAVUTILS_VERSION_MAJOR);
+    EXPECT_EQ(info.minor, LYAVUTILS_VERSION_MINOR);
+    EXPECT_EQ(info.patch, LYAVUTILS_VERSION_PATCH);
+    EXPECT_STREQ(info.versionString, LYAVUTILS_VERSION_STRING);
+    const std::string joined = std::to_string(info.major) + "." + std::to_string(info.minor) + "." +
+                               std::to_string(info.patch);
+    EXPECT_EQ(joined, info.versionString);
+    EXPECT_EQ(info.instructionSet, LyGetInstructionSet());
 }

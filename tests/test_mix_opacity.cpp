@@ -191,6 +191,33 @@ TEST(MixWithOpacity, RowCacheOnRepeatingGroups) {
     }
 }
 
+// Groups that are neither wholly opaque nor wholly transparent are computed
+// whole: a transparent pixel among them still takes the colour (its alpha
+// included), an opaque one stays itself, and the extreme channel values give
+// the extreme products.
+TEST(MixWithOpacity, MixedGroupsKeepEachPixelsRule) {
+    const uint32_t kinds[] = {0x00FFFFFFu, 0xFF00FF00u, 0x01FF00FFu, 0xFEFFFFFFu, 0x80000000u, 0x7FFF80FFu};
+    for (uint32_t colour : {0x37FF00A0u, 0xFFFFFFFFu, 0x000000FFu})
+        for (ly::Isa isa : lytest::AvailableIsas()) {
+            lytest::ScopedIsa cap(isa);
+            for (int phase = 0; phase < 6; ++phase) {
+                std::vector<uint32_t> row(48), out(48);
+                for (int x = 0; x < 48; ++x) row[x] = kinds[(x * (phase + 1) + phase) % 6];
+                auto colourRow = row, blackRow = row;
+                LyPixelUtils::MixWithOpacityColor(reinterpret_cast<unsigned char*>(colourRow.data()), 48, 1, 192,
+                                                  colour);
+                LyPixelUtils::MixWithOpacityBlack(reinterpret_cast<unsigned char*>(blackRow.data()), 48, 1, 192);
+                LyPixelUtils::MixWithOpacityBlack(reinterpret_cast<const unsigned char*>(row.data()), 192,
+                                                  reinterpret_cast<unsigned char*>(out.data()), 192, 48, 1);
+                for (int x = 0; x < 48; ++x) {
+                    ASSERT_EQ(colourRow[x], RefColour(row[x], colour)) << lytest::IsaName(isa) << " x " << x;
+                    ASSERT_EQ(blackRow[x], RefBlack(row[x])) << lytest::IsaName(isa) << " x " << x;
+                    ASSERT_EQ(out[x], RefBlack(row[x])) << lytest::IsaName(isa) << " x " << x;
+                }
+            }
+        }
+}
+
 // ---------------------------------------------------------------- differential sweeps
 
 TEST(MixWithOpacity, EveryOperationMatchesReferenceOnEveryIsaLayoutAndPool) {

@@ -39,12 +39,6 @@ uint16_t Sample16(const std::vector<unsigned char>& v, size_t i) {
 
 // ============================================================ vector forms agree with the scalar form
 
-TEST(PackedConvert, ArithmeticFormsReproduceTheTables) {
-    // If this fails the AVX2 forms are silently never chosen, so the
-    // differential sweep below would not exercise them.
-    EXPECT_TRUE(packed::ArithmeticFormsExact());
-}
-
 // Every converter at each colorimetry and depth it takes, through the shared
 // sweep (source, destination and alpha plane each at its own layout).
 TEST(PackedConvert, EveryFormAgreesWithScalar) {

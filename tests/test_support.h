@@ -15,22 +15,24 @@
 #include <string>
 #include <vector>
 
+#include "LyAVUtilsVersion.h"
 #include "memory/LyCpu.h"
 
 namespace lytest {
 
 // ------------------------------------------------------------ switches
 
-// Caps the kernels' instruction set for the scope.
+// Caps the kernels' instruction set for the scope, through the same switch a
+// host uses.
 class ScopedIsa {
 public:
-    explicit ScopedIsa(ly::Isa isa) : previous_(ly::SetIsaCapForTesting(isa)) {}
-    ~ScopedIsa() { ly::SetIsaCapForTesting(previous_); }
+    explicit ScopedIsa(ly::Isa isa) : previous_(LySetInstructionSetCap(static_cast<ELyInstructionSet>(isa))) {}
+    ~ScopedIsa() { LySetInstructionSetCap(previous_); }
     ScopedIsa(const ScopedIsa&) = delete;
     ScopedIsa& operator=(const ScopedIsa&) = delete;
 
 private:
-    ly::Isa previous_;
+    ELyInstructionSet previous_;
 };
 
 // Every level this machine can run, scalar first.

@@ -97,6 +97,16 @@ void ParallelRows(PoolRoute route, int height, Band&& band) {
     RunBandTasks(route, tasks, count);
 }
 
+// The usual band: row(r) for every row r of the image, each band walking its
+// own rows top to bottom. Operations whose bands carry state from row to row
+// use ParallelRows itself.
+template <class Row>
+void ParallelEachRow(int height, Row&& row, PoolRoute route = PoolRoute::Internal) {
+    ParallelRows(route, height, [&row](int firstRow, int rows) {
+        for (int r = firstRow; r < firstRow + rows; ++r) row(r);
+    });
+}
+
 // Row pointer arithmetic for band workers: the row `row` rows below `p`
 // (negative pitches walk upwards).
 template <class T>

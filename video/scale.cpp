@@ -790,31 +790,15 @@ LY_TARGET_AVX2 void HorizontalAvx2(const Pass& p, Layout layout, const HTable& t
 
 void VerticalRow(ly::Isa isa, const Pass& p, const unsigned char* a, const unsigned char* b, unsigned char* out,
                  size_t bytes, uint32_t wA, uint32_t wB) {
-#if LY_X86
-    switch (isa) {
-    case ly::Isa::Avx2: VerticalAvx2(p, a, b, out, bytes, wA, wB); return;
-    case ly::Isa::Sse2: VerticalSse2(p, a, b, out, bytes, wA, wB); return;
-    default: break;
-    }
-#else
-    (void)isa;
-#endif
-    VerticalScalar(a, b, out, 0, bytes, wA, wB, LiteralDivide{p.step});
+    LY_WIDEST_FORM(isa, VerticalAvx2(p, a, b, out, bytes, wA, wB), VerticalSse2(p, a, b, out, bytes, wA, wB),
+                   VerticalScalar(a, b, out, 0, bytes, wA, wB, LiteralDivide{p.step}));
 }
 
 void HorizontalRow(ly::Isa isa, const Pass& p, Layout layout, const HTable& t, const unsigned char* in,
                    unsigned char* out) {
-#if LY_X86
-    switch (isa) {
-    case ly::Isa::Avx2: HorizontalAvx2(p, layout, t, in, out); return;
-    case ly::Isa::Sse2: HorizontalSse2(p, t, in, out, 0); return;
-    default: break;
-    }
-#else
-    (void)isa;
-    (void)layout;
-#endif
-    HorizontalScalar(t, in, out, 0, LiteralDivide{p.step});
+    static_cast<void>(layout);  // only the AVX2 form has more than one layout
+    LY_WIDEST_FORM(isa, HorizontalAvx2(p, layout, t, in, out), HorizontalSse2(p, t, in, out, 0),
+                   HorizontalScalar(t, in, out, 0, LiteralDivide{p.step}));
 }
 
 // ------------------------------------------------------------------ bands

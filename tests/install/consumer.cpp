@@ -10,6 +10,10 @@ int main() {
     LyFormatUtils::RGBColorToYUVColor(y, u, v, Colorimetry_BT601);
     if (y != 235 || u != 128 || v != 128) return 3;
     if (LyThreadPool::ThreadCount() < 1) return 4;
+    const SLyVersionInfo version = LyGetVersionInfo();
+    if (version.major != LYAVUTILS_VERSION_MAJOR || version.minor != LYAVUTILS_VERSION_MINOR ||
+        version.patch != LYAVUTILS_VERSION_PATCH)
+        return 5;
     LyThreadPool::Exit();
     std::puts("consumer ok");
     return 0;

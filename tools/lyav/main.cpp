@@ -42,11 +42,13 @@ int RunInfo(const std::vector<std::string>& argv) {
         return 0;
     args.ExpectPositional(0, "no arguments");
     static const char* const kIsaNames[] = {"scalar", "SSE2", "AVX2"};
+    const SLyVersionInfo version = LyGetVersionInfo();
     const uint32_t level = ly::ProcessorFeatureLevel();
+    std::printf("LyAVUtils %s\n", version.versionString);
     std::printf("thread pool workers: %d\n", LyThreadPool::ThreadCount());
     std::printf("processor feature level: %u (MMX %s, SSE %s, SSE2 %s)\n", level, level & 1u ? "yes" : "no",
                 level & 2u ? "yes" : "no", level & 4u ? "yes" : "no");
-    std::printf("row kernels: %s\n", kIsaNames[static_cast<int>(ly::BestIsa())]);
+    std::printf("row kernels: %s\n", kIsaNames[version.instructionSet]);
     return 0;
 }
 
