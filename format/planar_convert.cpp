@@ -357,38 +357,38 @@ LY_TARGET_AVX2 size_t InterleaveThreeToOneAvx2(const unsigned char* y, const uns
 
 void Interleave(Isa isa, const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* d,
                 size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, InterleaveAvx2(y, u, v, d, pairs), InterleaveSse2(y, u, v, d, pairs));
+    const size_t done = LY_WIDEST_FORM(isa, InterleaveAvx2(y, u, v, d, pairs), InterleaveSse2(y, u, v, d, pairs), size_t{0});
     InterleaveScalar(y, u, v, d, done, pairs);
 }
 
 void InterleaveThreeToOne(Isa isa, const unsigned char* y, const unsigned char* uNear, const unsigned char* uFar,
                           const unsigned char* vNear, const unsigned char* vFar, unsigned char* d, size_t pairs) {
     const size_t done = LY_WIDEST_FORM(isa, InterleaveThreeToOneAvx2(y, uNear, uFar, vNear, vFar, d, pairs),
-                                       InterleaveThreeToOneSse2(y, uNear, uFar, vNear, vFar, d, pairs));
+                                       InterleaveThreeToOneSse2(y, uNear, uFar, vNear, vFar, d, pairs), size_t{0});
     InterleaveThreeToOneScalar(y, uNear, uFar, vNear, vFar, d, done, pairs);
 }
 
 void Split(Isa isa, const unsigned char* s, unsigned char* y, unsigned char* u, unsigned char* v, size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, SplitAvx2(s, y, u, v, pairs), SplitSse2(s, y, u, v, pairs));
+    const size_t done = LY_WIDEST_FORM(isa, SplitAvx2(s, y, u, v, pairs), SplitSse2(s, y, u, v, pairs), size_t{0});
     SplitScalar(s, y, u, v, done, pairs);
 }
 
 void SplitAverage(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* y, unsigned char* u,
                   unsigned char* v, size_t pairs) {
     const size_t done =
-        LY_WIDEST_FORM(isa, SplitAverageAvx2(a, b, y, u, v, pairs), SplitAverageSse2(a, b, y, u, v, pairs));
+        LY_WIDEST_FORM(isa, SplitAverageAvx2(a, b, y, u, v, pairs), SplitAverageSse2(a, b, y, u, v, pairs), size_t{0});
     SplitAverageScalar(a, b, y, u, v, done, pairs);
 }
 
 void SplitPair(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* ya, unsigned char* yb,
                unsigned char* u, unsigned char* v, size_t pairs) {
     const size_t done = LY_WIDEST_FORM(isa, SplitPairAvx2(a, b, ya, yb, u, v, pairs),
-                                       SplitPairSse2(a, b, ya, yb, u, v, pairs));
+                                       SplitPairSse2(a, b, ya, yb, u, v, pairs), size_t{0});
     SplitPairScalar(a, b, ya, yb, u, v, done, pairs);
 }
 
 void Luma(Isa isa, const unsigned char* s, unsigned char* y, size_t pairs) {
-    const size_t done = LY_WIDEST_FORM(isa, LumaAvx2(s, y, pairs), LumaSse2(s, y, pairs));
+    const size_t done = LY_WIDEST_FORM(isa, LumaAvx2(s, y, pairs), LumaSse2(s, y, pairs), size_t{0});
     LumaScalar(s, y, done, pairs);
 }
 
@@ -414,7 +414,7 @@ void Upsample411Scalar(const unsigned char* c, int columns, bool filtered, size_
 void Upsample411(Isa isa, const unsigned char* c, int columns, bool filtered, size_t first, size_t n,
                  unsigned char* out) {
     const size_t done = LY_WIDEST_FORM(isa, Upsample411Sse2(c, columns, filtered, first, n, out),
-                                       Upsample411Sse2(c, columns, filtered, first, n, out));
+                                       Upsample411Sse2(c, columns, filtered, first, n, out), size_t{0});
     Upsample411Scalar(c, columns, filtered, first, done, n, out);
 }
 

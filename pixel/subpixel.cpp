@@ -263,22 +263,22 @@ void MixRow(Isa isa, const unsigned char* a, const unsigned char* b, unsigned ch
         std::memmove(d, w == 0 ? a : b, 4 * n);
         return;
     }
-    const size_t done = LY_WIDEST_FORM(isa, MixRowAvx2(a, b, d, n, w), MixRowSse2(a, b, d, n, w));
+    const size_t done = LY_WIDEST_FORM(isa, MixRowAvx2(a, b, d, n, w), MixRowSse2(a, b, d, n, w), size_t{0});
     MixRowScalar(a, b, d, done, n, w);
 }
 
 void EdgeRow(Isa isa, const unsigned char* a, unsigned char* d, size_t n, unsigned w) {
-    const size_t done = LY_WIDEST_FORM(isa, EdgeRowAvx2(a, d, n, w), EdgeRowSse2(a, d, n, w));
+    const size_t done = LY_WIDEST_FORM(isa, EdgeRowAvx2(a, d, n, w), EdgeRowSse2(a, d, n, w), size_t{0});
     EdgeRowScalar(a, d, done, n, w);
 }
 
 void Mix16Row(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n, unsigned w) {
-    const size_t done = LY_WIDEST_FORM(isa, Mix16RowAvx2(a, b, d, n, w), Mix16RowSse2(a, b, d, n, w));
+    const size_t done = LY_WIDEST_FORM(isa, Mix16RowAvx2(a, b, d, n, w), Mix16RowSse2(a, b, d, n, w), size_t{0});
     Mix16RowScalar(a, b, d, done, n, w);
 }
 
 void Edge16Row(Isa isa, const unsigned char* a, unsigned char* d, size_t n, unsigned w) {
-    const size_t done = LY_WIDEST_FORM(isa, Edge16RowAvx2(a, d, n, w), Edge16RowSse2(a, d, n, w));
+    const size_t done = LY_WIDEST_FORM(isa, Edge16RowAvx2(a, d, n, w), Edge16RowSse2(a, d, n, w), size_t{0});
     Edge16RowScalar(a, d, done, n, w);
 }
 
@@ -314,11 +314,9 @@ void DoSubPixel_Y_TwoLine_Image(const unsigned char* source, int sourcePitch, un
                                 int destinationPitch, int width, int height, int weight) {
     if (!RowArgsOk(source, destination, width, weight) || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r)
-            MixRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(source, sourcePitch, r + 1),
-                   ly::RowAt(destination, destinationPitch, r), static_cast<size_t>(width),
-                   static_cast<unsigned>(weight));
+    ly::ParallelEachRow(height, [&](int r) {
+        MixRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(source, sourcePitch, r + 1),
+               ly::RowAt(destination, destinationPitch, r), static_cast<size_t>(width), static_cast<unsigned>(weight));
     });
 }
 
@@ -331,11 +329,9 @@ void DoSubPixel_Y_TwoLine_16Alpha(const unsigned char* source, int sourcePitch, 
                                   int destinationPitch, int width, int height, int weight) {
     if (!RowArgsOk(source, destination, width, weight) || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
-    ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
-        for (int r = first; r < first + rows; ++r)
-            Mix16Row(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(source, sourcePitch, r + 1),
-                     ly::RowAt(destination, destinationPitch, r), static_cast<size_t>(width),
-                     static_cast<unsigned>(weight));
+    ly::ParallelEachRow(height, [&](int r) {
+        Mix16Row(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(source, sourcePitch, r + 1),
+                 ly::RowAt(destination, destinationPitch, r), static_cast<size_t>(width), static_cast<unsigned>(weight));
     });
 }
 

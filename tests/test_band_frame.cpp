@@ -254,6 +254,7 @@ TEST(BandFrame, CallerThatStopsWaitingEarlyStillSeesEveryBandFinished) {
     EXPECT_TRUE(release.load()) << "the frame returned before its blocked band was released";
     EXPECT_EQ(rowsDone.load(), 32);
     releaser.join();
+}
 
 // A host may change the instruction-set cap while operations run on other
 // threads: each operation keeps one level for all its bands, and every level
