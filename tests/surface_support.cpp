@@ -167,9 +167,9 @@ int RecordingPool::CreateSurface(int flags, const SLySurfaceCreateDesc* descript
 }
 
 RecordingMask* RecordingMask::Create(const std::string& name, const RECT& rect, int pitch) {
-    LyMemoryHost::CLyMemoryMaskSurface* m = LyMemoryHost::CLyMemoryMaskSurface::Create(rect, pitch);
+    auto* m = LyMemoryHost::CLyMemoryMaskSurface::Create(rect, pitch);
     if (!m) return nullptr;
-    RecordingMask* r = new RecordingMask();
+    auto* r = new RecordingMask();
     r->name_ = name;
     r->memory_ = m;
     return r;
@@ -177,20 +177,19 @@ RecordingMask* RecordingMask::Create(const std::string& name, const RECT& rect, 
 
 void FillMemoryRandom(RecordingSurface* s) { FillRandom(s->Bits(), s->Memory().ByteSize()); }
 
+RecordingSurface* MakeSurface(const std::string& name, const RECT& r, int extraPitch, ELyPixelFormat format,
+                              unsigned char depth) {
+    const int w = r.right - r.left, line = static_cast<int>(LyVideoUtils::GetPixelLineBytes(format, depth, w));
+    const SLySurfaceCreateDesc d = MakeCreateDesc(w, r.bottom - r.top, format, depth, r.left, r.top);
+    RecordingSurface* s = RecordingSurface::Create(name, d, extraPitch > 0 ? line + extraPitch : 0);
+    if (s) FillRandomWithExtremes(s->Bits(), s->Memory().ByteSize());
+    return s;
+}
+
 SLySurfaceCreateDesc MakeCreateDesc(int width, int height, ELyPixelFormat format, unsigned char bitDepth, int left,
                                     int top) {
-    SLySurfaceCreateDesc d{};
-    d.width = width;
-    d.height = height;
-    d.bitDepth = bitDepth;
-    d.pixelFormat = format;
-    d.polarity = Polarity_Frame;
-    d.scanMode = ScanMode_Progressive;
-    d.left = left;
-    d.top = top;
-    d.colorimetry = Colorimetry_BT709;
-    d.aspectRatio = AspectRatio_16_9;
-    return d;
+    return SLySurfaceCreateDesc{width, height, bitDepth,          format,          Polarity_Frame, ScanMode_Progressive,
+                                left,  top,    Colorimetry_BT709, AspectRatio_16_9, 0};
 }
 
 }  // namespace lytest

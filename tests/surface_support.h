@@ -38,10 +38,7 @@ public:
         if (object) *object = nullptr;
         return static_cast<int32_t>(0x80004002u);
     }
-    uint32_t AddRef() override {
-        LogCall(name_ + ".AddRef");
-        return ++refs_;
-    }
+    uint32_t AddRef() override { return LogCall(name_ + ".AddRef"), ++refs_; }
     uint32_t Release() override {
         LogCall(name_ + ".Release");
         const uint32_t left = --refs_;
@@ -139,19 +136,10 @@ public:
     ~RecordingMask() { memory_->Release(); }
     void HostReserved4() override {}
     void HostReserved5() override {}
-    int GetRect(RECT* rect) override {
-        LogCall(name_ + ".GetRect");
-        return memory_->GetRect(rect);
-    }
+    int GetRect(RECT* rect) override { return LogCall(name_ + ".GetRect"), memory_->GetRect(rect); }
     void HostReserved7() override {}
-    int Lock(SLyLockSurface* lock) override {
-        LogCall(name_ + ".Lock");
-        return memory_->Lock(lock);
-    }
-    int Unlock() override {
-        LogCall(name_ + ".Unlock");
-        return memory_->Unlock();
-    }
+    int Lock(SLyLockSurface* lock) override { return LogCall(name_ + ".Lock"), memory_->Lock(lock); }
+    int Unlock() override { return LogCall(name_ + ".Unlock"), memory_->Unlock(); }
     LyMemoryHost::CLyMemoryMaskSurface& Memory() { return *memory_; }
     unsigned char* Bits() { return memory_->Bits(); }
     int Pitch() const { return memory_->Pitch(); }
@@ -172,8 +160,7 @@ public:
         return s;
     }
     ~RecordingSample() {
-        for (ILyVideoSurface* v : surfaces_)
-            if (v) v->Release();
+        for (ILyVideoSurface* v : surfaces_) if (v) v->Release();
     }
     void HostReserved4() override {}
     void HostReserved5() override {}
@@ -203,26 +190,18 @@ inline std::vector<unsigned char> MemoryOf(RecordingSurface* s) {
     return std::vector<unsigned char>(s->Bits(), s->Bits() + s->Memory().ByteSize());
 }
 void FillMemoryRandom(RecordingSurface* s);
+// A surface covering `r` in the frame, filled with random bytes (alpha
+// extremes included); extraPitch > 0 pads each row by that many bytes.
+RecordingSurface* MakeSurface(const std::string& name, const RECT& r, int extraPitch = 0,
+                              ELyPixelFormat format = PixelFormat_BGRA4444, unsigned char depth = 8);
 
 // Releases a host object at scope end (the test's own reference).
-template <class T>
-class HostRef {
-public:
-    explicit HostRef(T* p = nullptr) : p_(p) {}
-    ~HostRef() { reset(); }
-    HostRef(const HostRef&) = delete;
-    HostRef& operator=(const HostRef&) = delete;
-    T* get() const { return p_; }
-    T* operator->() const { return p_; }
-    T& operator*() const { return *p_; }
-    void reset(T* p = nullptr) {
-        if (p_) p_->Release();
-        p_ = p;
-    }
-
-private:
-    T* p_ = nullptr;
+struct HostRelease {
+    template <class T>
+    void operator()(T* p) const { p->Release(); }
 };
+template <class T>
+using HostRef = std::unique_ptr<T, HostRelease>;
 
 }  // namespace lytest
 

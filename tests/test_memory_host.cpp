@@ -42,12 +42,11 @@ TEST(MemoryHost, SurfacesOfEveryPackedFormatHavePaddedPitchAndTheirPlanes) {
 }
 
 TEST(MemoryHost, RefusesWhatItCannotHold) {
-    EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(16, 4, PixelFormat_YUV420Planar, 8)), nullptr);
-    EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(16, 4, PixelFormat_Unknown, 8)), nullptr);
-    EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(16, 4, PixelFormat_BGRA4444, 10)), nullptr);
-    EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(0, 4, PixelFormat_BGRA4444, 8)), nullptr);
-    EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(4, -1, PixelFormat_BGRA4444, 8)), nullptr);
-    EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(1 << 30, 1 << 30, PixelFormat_BGRA4444, 8)), nullptr);
+    for (const SLySurfaceCreateDesc& d :
+         {MakeCreateDesc(16, 4, PixelFormat_YUV420Planar, 8), MakeCreateDesc(16, 4, PixelFormat_Unknown, 8),
+          MakeCreateDesc(16, 4, PixelFormat_BGRA4444, 10), MakeCreateDesc(0, 4, PixelFormat_BGRA4444, 8),
+          MakeCreateDesc(4, -1, PixelFormat_BGRA4444, 8), MakeCreateDesc(1 << 30, 1 << 30, PixelFormat_BGRA4444, 8)})
+        EXPECT_EQ(CLyMemorySurface::Create(d), nullptr);
     // A pitch below one line (10 pixels of 4 bytes) is refused.
     EXPECT_EQ(CLyMemorySurface::Create(MakeCreateDesc(10, 2, PixelFormat_BGRA4444, 8), 39), nullptr);
     EXPECT_EQ(CLyMemoryMaskSurface::Create(RECT{5, 5, 5, 9}), nullptr);
@@ -79,51 +78,7 @@ TEST(MemoryHost, SampleAndPoolCountReferences) {
     pool->Release();
 }
 
-TEST(RecordingHost, LogsCallsInOrderAndEndsReferences) {
-    lytest::ClearCallLog();
-    lytest::RecordingSurface* s = lytest::RecordingSurface::Create("a", MakeCreateDesc(4, 4, PixelFormat_BGRA4444, 8));
-    SLySurfaceDescription d{};
-    SLyLockSurface lock{};
-    s->GetDescription(&d);
-    s->SetLockBits(nullptr);
-    s->Lock(0, &lock);
-    EXPECT_EQ(lock.bits, nullptr);
-    s->Unlock(0);
-    ILySyncObject* sync = nullptr;
-    s->GetSyncObject(&sync);
-    sync->Wait(1000);
-    EXPECT_EQ(s->SyncReferences(), 1);
-    sync->Release();
-    EXPECT_EQ(s->SyncReferences(), 0);
-    EXPECT_EQ(s->SyncWaits(), 1);
-    EXPECT_TRUE(lytest::LocksBalanced());
-    EXPECT_EQ(lytest::CallLogText(),
-              "a.GetDescription a.Lock a.Unlock a.GetSyncObject a.sync.Wait(1000) a.sync.Release");
-    s->Release();
-
-    lytest::RecordingPool* pool = lytest::RecordingPool::Create("pool");
-    pool->FailCall(1);
-    ILyVideoSurface* made = nullptr;
-    SLySurfaceCreateDesc cd = MakeCreateDesc(4, 4, PixelFormat_BGRA4444, 8);
-    EXPECT_EQ(pool->CreateSurface(0, &cd, &made), 0);
-    EXPECT_EQ(pool->CreateSurface(0, &cd, &made), 1);
-    lytest::ClearCallLog();
-    made->Release();
-    EXPECT_EQ(lytest::CallLogText(), "pool.new2.Release");
-    pool->Release();
-}
-
-TEST(SurfaceCommon, IntersectionNeedsOneWholePixelAndShiftsIntoOwnCoordinates) {
-    const auto tie = [](const RECT& r) { return std::tuple(r.left, r.top, r.right, r.bottom); };
-    RECT out{1, 1, 1, 1};
-    EXPECT_FALSE(ly::IntersectFrameRects(RECT{0, 0, 10, 10}, RECT{10, 0, 20, 10}, out));  // side by side
-    EXPECT_EQ(out.right, 0);
-    EXPECT_FALSE(ly::IntersectFrameRects(RECT{0, 0, 10, 10}, RECT{5, 5, 15, 5}, out));  // zero high
-    EXPECT_FALSE(ly::IntersectFrameRects(RECT{0, 0, 10, 10}, RECT{8, 8, 2, 12}, out));  // negative wide
-    ASSERT_TRUE(ly::IntersectFrameRects(RECT{-5, -5, 10, 10}, RECT{3, -8, 40, 2}, out));
-    EXPECT_EQ(tie(out), std::tuple(3, -5, 10, 2));
-    EXPECT_EQ(tie(ly::ShiftRect(out, -5, -5)), std::tuple(8, 0, 15, 7));
-    // Positions at the int limits clamp instead of wrapping.
+TEST(SurfaceCommon, FramePositionsAtTheIntLimitsClampInsteadOfWrapping) {
     SLySurfaceDescription d{};
     d.left = 2147483600;
     d.width = 100;
