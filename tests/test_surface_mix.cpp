@@ -142,8 +142,7 @@ TEST(SurfaceMixPlacement, TwoSurfaceOperationsEqualTheirRoutineOnTheOverlap) {
         lytest::ScopedPoolThreads pool(threads);
         ExpectLikeRoutineOnOverlap(MixSurface, MixRoutine);
     }
-    ExpectLikeRoutineOnOverlap(OverlaySurface, [](const unsigned char* s, int sp, unsigned char* d, int dp, int w,
-                                                  int h) { LyPixelUtils::OverlayColor(s, sp, d, dp, w, h); });
+    ExpectLikeRoutineOnOverlap(OverlaySurface, LyPixelUtils::OverlayColor);
     ExpectLikeRoutineOnOverlap(
         [](ILyVideoSurface* s, ILyVideoSurface* d) { return MixPlaySurface(s, nullptr, d, nullptr, 0, 1.0, nullptr); },
         MixRoutine);
