@@ -9,6 +9,7 @@
 #include "surface_support.h"
 #include "test_support.h"
 
+using namespace LySurfaceUtils;
 using lytest::CallLogText;
 using lytest::HostRef;
 using lytest::MakeCreateDesc;
@@ -69,7 +70,7 @@ TEST(CopySurface, OverlapLandsInPlaceAndNothingElseChanges) {
             const auto expected =
                 ExpectedCopy(f, srcBefore, c.src, src->Pitch(), MemoryOf(dst.get()), c.dst, dst->Pitch());
             lytest::ClearCallLog();
-            ASSERT_EQ(LySurfaceUtils::CopySurface(src.get(), dst.get()), 1);
+            ASSERT_EQ(CopySurface(src.get(), dst.get()), 1);
             EXPECT_EQ(CallLogText(), "dst.GetDescription src.GetDescription dst.Lock src.Lock src.Unlock dst.Unlock");
             EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
             EXPECT_TRUE(lytest::SameBytes(srcBefore, MemoryOf(src.get())));
@@ -83,8 +84,8 @@ TEST(CopySurface, RefusalsLockNothing) {
     const auto before = MemoryOf(b.get());
     lytest::ClearCallLog();
     // Side by side, one above the other, and nulls.
-    EXPECT_EQ(LySurfaceUtils::CopySurface(a.get(), b.get()) + LySurfaceUtils::CopySurface(a.get(), c.get()) +
-                  LySurfaceUtils::CopySurface(nullptr, b.get()) + LySurfaceUtils::CopySurface(a.get(), nullptr),
+    EXPECT_EQ(CopySurface(a.get(), b.get()) + CopySurface(a.get(), c.get()) + CopySurface(nullptr, b.get()) +
+                  CopySurface(a.get(), nullptr),
               0);
     SLySurfaceDescription planar{};
     a->GetDescription(&planar);
@@ -92,7 +93,7 @@ TEST(CopySurface, RefusalsLockNothing) {
         planar.pixelFormat = p;
         planar.left = 10;  // overlapping b whole
         a->SetDescriptionOverride(planar);
-        EXPECT_EQ(LySurfaceUtils::CopySurface(a.get(), b.get()), 0);
+        EXPECT_EQ(CopySurface(a.get(), b.get()), 0);
     }
     EXPECT_TRUE(lytest::NothingLocked()) << lytest::CallLogText();
     EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(b.get())));
@@ -106,7 +107,7 @@ TEST(CopySurface, MixedFormatsAndNullBitsStayInsideTheRows) {
     auto expected = MemoryOf(dst.get());
     for (int y = 0; y < 4; ++y)
         std::memcpy(expected.data() + y * dst->Pitch(), src->Bits() + y * src->Pitch() + 16, 32);
-    ASSERT_EQ(LySurfaceUtils::CopySurface(src.get(), dst.get()), 1);
+    ASSERT_EQ(CopySurface(src.get(), dst.get()), 1);
     EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(dst.get())));
 
     // YUYVA destination, UYVY source: no alpha plane to read from.
@@ -114,14 +115,14 @@ TEST(CopySurface, MixedFormatsAndNullBitsStayInsideTheRows) {
     HostRef<RecordingSurface> uyvy(MakeSurface("uyvy", {0, 0, 16, 4}, 12, PixelFormat_UYVY422, 8));
     const auto alphaBefore = std::vector<unsigned char>(yuyva->Memory().AlphaBits(),
                                                         yuyva->Memory().AlphaBits() + 4 * yuyva->Pitch());
-    ASSERT_EQ(LySurfaceUtils::CopySurface(uyvy.get(), yuyva.get()), 1);
+    ASSERT_EQ(CopySurface(uyvy.get(), yuyva.get()), 1);
     EXPECT_EQ(0, std::memcmp(yuyva->Bits(), uyvy->Bits(), 32));
     EXPECT_EQ(0, std::memcmp(alphaBefore.data(), yuyva->Memory().AlphaBits(), alphaBefore.size()));
 
     const auto before = MemoryOf(dst.get());
     src->SetLockBits(nullptr);
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::CopySurface(src.get(), dst.get()), 1);
+    EXPECT_EQ(CopySurface(src.get(), dst.get()), 1);
     EXPECT_TRUE(lytest::LocksBalanced());
     EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(dst.get())));
 }
@@ -135,14 +136,14 @@ TEST(ClearSurface, WholeAndAreaFormsEqualTheFillsOnTheSamePictures) {
         LyPixelUtils::FillFixedColor(expected.data(), s->Pitch(), 26, 9, f.format, f.depth, Colorimetry_BT709,
                                      FixedColor_Red, 200);
         lytest::ClearCallLog();
-        ASSERT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Red, 200), 1);
+        ASSERT_EQ(ClearSurface(s.get(), FixedColor_Red, 200), 1);
         EXPECT_EQ(CallLogText(), "s.GetDescription s.Lock s.Unlock");
         EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(s.get())));
 
         // A packed word.
         LyPixelUtils::FillBlockColor(expected.data(), s->Pitch(), 26, 9, f.format, f.depth, Colorimetry_BT709,
                                      0x80EB8080u);
-        ASSERT_EQ(LySurfaceUtils::ClearSurface(s.get(), 0x80EB8080u), 1);
+        ASSERT_EQ(ClearSurface(s.get(), 0x80EB8080u), 1);
         EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(s.get())));
 
         // An area in frame coordinates: frame (0, 8)-(9, 12) is the surface's
@@ -154,7 +155,7 @@ TEST(ClearSurface, WholeAndAreaFormsEqualTheFillsOnTheSamePictures) {
         LyPixelUtils::FillFixedColor(expected.data() + at, s->Pitch(), 9, 4, f.format, f.depth, Colorimetry_BT709,
                                      FixedColor_Blue, 7);
         RECT area{0, 8, 9, 12};
-        ASSERT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Blue, 7, &area), 1);
+        ASSERT_EQ(ClearSurface(s.get(), FixedColor_Blue, 7, &area), 1);
         EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(s.get())));
     }
 }
@@ -165,21 +166,19 @@ TEST(ClearSurface, RefusalsAndNullArea) {
     const auto before = MemoryOf(s.get());
     lytest::ClearCallLog();
     RECT outside{8, 0, 20, 8}, empty{2, 2, 2, 6}, negative{6, 6, 2, 2};
-    for (RECT* area : {&outside, &empty, &negative})
-        EXPECT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Black, 255, area), 0);
-    EXPECT_EQ(LySurfaceUtils::ClearSurface(nullptr, FixedColor_Black, 255, &outside) +
-                  LySurfaceUtils::ClearSurface(nullptr, FixedColor_Black, 255) +
-                  LySurfaceUtils::ClearSurface(nullptr, 0u),
+    for (RECT* area : {&outside, &empty, &negative}) EXPECT_EQ(ClearSurface(s.get(), FixedColor_Black, 255, area), 0);
+    EXPECT_EQ(ClearSurface(nullptr, FixedColor_Black, 255, &outside) + ClearSurface(nullptr, FixedColor_Black, 255) +
+                  ClearSurface(nullptr, 0u),
               0);
     EXPECT_TRUE(lytest::NothingLocked());
     EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(s.get())));
-    ASSERT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Black, 255, nullptr), 1);
+    ASSERT_EQ(ClearSurface(s.get(), FixedColor_Black, 255, nullptr), 1);
     for (int y = 0; y < 8; ++y)
         for (int x = 0; x < 8; ++x) ASSERT_EQ(ly::Load32(s->Bits() + y * s->Pitch() + 4 * x), 0xFF000000u);
     s->SetLockBits(nullptr);  // lock without memory: nothing written, no crash
     RECT inside{1, 1, 3, 3};
-    EXPECT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Red, 255, &inside), 1);
-    EXPECT_EQ(LySurfaceUtils::ClearSurface(s.get(), FixedColor_Red, 255), 1);
+    EXPECT_EQ(ClearSurface(s.get(), FixedColor_Red, 255, &inside), 1);
+    EXPECT_EQ(ClearSurface(s.get(), FixedColor_Red, 255), 1);
 }
 
 TEST(CloneSurface, CopiesThroughThePoolAndKeepsTheCustomAspectQuirk) {
@@ -196,7 +195,7 @@ TEST(CloneSurface, CopiesThroughThePoolAndKeepsTheCustomAspectQuirk) {
     HostRef<RecordingPool> pool(RecordingPool::Create("pool", 4));
     ILyVideoSurface* out = nullptr;
     lytest::ClearCallLog();
-    ASSERT_EQ(LySurfaceUtils::CloneSurface(src.get(), pool.get(), &out), 1);
+    ASSERT_EQ(CloneSurface(src.get(), pool.get(), &out), 1);
     HostRef<RecordingSurface> clone(static_cast<RecordingSurface*>(out));
     EXPECT_EQ(CallLogText(), "src.GetDescription pool.CreateSurface pool.new1.SetAspectRatio(3,720,576) "
                              "pool.new1.GetDescription src.GetDescription pool.new1.Lock src.Lock src.Unlock "
@@ -214,7 +213,7 @@ TEST(CloneSurface, CopiesThroughThePoolAndKeepsTheCustomAspectQuirk) {
     d.polarity = Polarity_Frame;
     src->SetDescriptionOverride(d);
     lytest::ClearCallLog();
-    ASSERT_EQ(LySurfaceUtils::CloneSurface(src.get(), pool.get(), &out), 1);
+    ASSERT_EQ(CloneSurface(src.get(), pool.get(), &out), 1);
     out->Release();
     EXPECT_EQ(lytest::CallsContaining("SetAspectRatio"),
               std::vector<std::string>{"pool.new2.SetAspectRatio(3,720,288)"});
@@ -226,20 +225,18 @@ TEST(CloneSurface, NullPoolAndFailingPoolReportTheOutPointer) {
     HostRef<RecordingSurface> held(MakeSurface("held", {0, 0, 8, 8}, 12, f.format, f.depth));
     ILyVideoSurface* out = held.get();
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::CloneSurface(src.get(), nullptr, &out), 1);  // reports what was there
+    EXPECT_EQ(CloneSurface(src.get(), nullptr, &out), 1);  // reports what was there
     EXPECT_EQ(out, held.get());
     out = nullptr;
-    EXPECT_EQ(LySurfaceUtils::CloneSurface(src.get(), nullptr, &out) +
-                  LySurfaceUtils::CloneSurface(nullptr, nullptr, &out),
-              0);
+    EXPECT_EQ(CloneSurface(src.get(), nullptr, &out) + CloneSurface(nullptr, nullptr, &out), 0);
     EXPECT_TRUE(lytest::NothingLocked());
     HostRef<RecordingPool> pool(RecordingPool::Create("pool"));
-    EXPECT_EQ(LySurfaceUtils::CloneSurface(src.get(), pool.get(), nullptr), 0);
+    EXPECT_EQ(CloneSurface(src.get(), pool.get(), nullptr), 0);
     EXPECT_TRUE(pool->Requests().empty());
     pool->FailCall(1);
     out = held.get();
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::CloneSurface(src.get(), pool.get(), &out), 0);
+    EXPECT_EQ(CloneSurface(src.get(), pool.get(), &out), 0);
     EXPECT_EQ(out, nullptr);  // the failed creation's null is stored
     EXPECT_TRUE(lytest::NothingLocked());
     EXPECT_EQ(held->References(), 1u);
@@ -278,7 +275,7 @@ TEST(ConvertSurfaceFormat, EveryPairEqualsItsConverterAndRefusesTheRest) {
                 else if (sf == 2 && tf == 7) VUYA4444ToYUYVA422(sl.bits, sp, e, tp, ea, tp, depth, w, h);
                 else if (sf == 3 && tf == 1) UYVY422ToBGRA4444(sl.bits, sp, depth, sd.colorimetry, e, tp, w, h);
                 else if (sf == 3 && tf == 2) UYVY422ToVUYA4444(sl.bits, sp, depth, e, tp, w, h, 255);
-                EXPECT_EQ(LySurfaceUtils::ConvertSurfaceFormat(sd, sl, td, tl), result);
+                EXPECT_EQ(ConvertSurfaceFormat(sd, sl, td, tl), result);
                 EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(t.get())));
                 s->Unlock(0);
                 t->Unlock(0);
@@ -297,20 +294,20 @@ TEST(ConvertSurfaceFormat, RefusesSizeMismatchPlanarAndNullBits) {
     const auto before = MemoryOf(t.get());
     SLySurfaceDescription other = td;
     other.height = 3;
-    EXPECT_EQ(LySurfaceUtils::ConvertSurfaceFormat(sd, sl, other, tl), 0);
+    EXPECT_EQ(ConvertSurfaceFormat(sd, sl, other, tl), 0);
     for (ELyPixelFormat p : {PixelFormat_YUV411Planar, PixelFormat_YUV420Planar, PixelFormat_YUV422Planar,
                              PixelFormat_Unknown, ELyPixelFormat(8)}) {
         other = sd;
         other.pixelFormat = p;
-        EXPECT_EQ(LySurfaceUtils::ConvertSurfaceFormat(other, sl, td, tl), 0);
+        EXPECT_EQ(ConvertSurfaceFormat(other, sl, td, tl), 0);
         other = td;
         other.pixelFormat = p;
-        EXPECT_EQ(LySurfaceUtils::ConvertSurfaceFormat(sd, sl, other, tl), 0);
+        EXPECT_EQ(ConvertSurfaceFormat(sd, sl, other, tl), 0);
     }
     SLyLockSurface nullLock = tl;
     nullLock.bits = nullptr;
-    EXPECT_EQ(LySurfaceUtils::ConvertSurfaceFormat(sd, sl, td, nullLock), 0);
-    EXPECT_EQ(LySurfaceUtils::ConvertSurfaceFormat(sd, nullLock, sd, nullLock), 1);  // 1 -> 1 touches nothing
+    EXPECT_EQ(ConvertSurfaceFormat(sd, sl, td, nullLock), 0);
+    EXPECT_EQ(ConvertSurfaceFormat(sd, nullLock, sd, nullLock), 1);  // 1 -> 1 touches nothing
     EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(t.get())));
     s->Unlock(0);
     t->Unlock(0);
@@ -322,15 +319,13 @@ TEST(HaveSamePixelAspectRatio, FieldsCountTwiceAndNullsAreRefused) {
     HostRef<RecordingSurface> field(MakeSurface("field", {0, 0, 720, 288}, 12, f.format, f.depth));
     frame->Memory().SetAspectRatio(AspectRatio_4_3, 0, 0);
     field->Memory().SetAspectRatio(AspectRatio_4_3, 0, 0);
-    EXPECT_EQ(LySurfaceUtils::HaveSamePixelAspectRatio(frame.get(), field.get()), 0);
+    EXPECT_EQ(HaveSamePixelAspectRatio(frame.get(), field.get()), 0);
     field->Memory().SetFieldInfo(ScanMode_UpperFirst, Polarity_First);
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::HaveSamePixelAspectRatio(frame.get(), field.get()), 1);
+    EXPECT_EQ(HaveSamePixelAspectRatio(frame.get(), field.get()), 1);
     EXPECT_EQ(CallLogText(),
               "frame.GetDescription field.GetDescription frame.GetPixelAspectRatio field.GetPixelAspectRatio");
-    EXPECT_EQ(LySurfaceUtils::HaveSamePixelAspectRatio(nullptr, field.get()) +
-                  LySurfaceUtils::HaveSamePixelAspectRatio(frame.get(), nullptr),
-              0);
+    EXPECT_EQ(HaveSamePixelAspectRatio(nullptr, field.get()) + HaveSamePixelAspectRatio(frame.get(), nullptr), 0);
 }
 
 // ------------------------------------------------------------ crawl strips

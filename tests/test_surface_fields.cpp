@@ -8,6 +8,7 @@
 #include "surface_support.h"
 #include "test_support.h"
 
+using namespace LySurfaceUtils;
 using lytest::CallLogText;
 using lytest::HostRef;
 using lytest::MakeCreateDesc;
@@ -47,8 +48,8 @@ TEST(ChannelExport, AlphaBecomesOpaqueGreyAndFillBecomesOpaqueOverTheOverlapOnly
                             alpha ? 0xFF000000u | a << 16 | a << 8 | a : v | 0xFF000000u);
             }
         lytest::ClearCallLog();
-        const int r = alpha ? LySurfaceUtils::CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{5, 9}, pitch)
-                            : LySurfaceUtils::CopyFillClrChannelTo(s.get(), buffer.data(), SIZE{5, 9}, pitch);
+        const int r = alpha ? CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{5, 9}, pitch)
+                            : CopyFillClrChannelTo(s.get(), buffer.data(), SIZE{5, 9}, pitch);
         ASSERT_EQ(r, 1);
         EXPECT_EQ(CallLogText(), "s.GetDescription s.Lock s.Unlock");
         EXPECT_TRUE(lytest::SameBytes(expected, buffer));
@@ -61,29 +62,29 @@ TEST(ChannelExport, RefusesBeforeLockingAndChecksTheLock) {
     std::vector<unsigned char> buffer(32 * 8, 0x5A);
     const auto before = buffer;
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::CopyAlphaChannelTo(nullptr, buffer.data(), SIZE{8, 8}, 32) +
-                  LySurfaceUtils::CopyAlphaChannelTo(s.get(), nullptr, SIZE{8, 8}, 32) +
-                  LySurfaceUtils::CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{0, 8}, 32) +
-                  LySurfaceUtils::CopyFillClrChannelTo(s.get(), buffer.data(), SIZE{8, -4}, 32),
+    EXPECT_EQ(CopyAlphaChannelTo(nullptr, buffer.data(), SIZE{8, 8}, 32) +
+                  CopyAlphaChannelTo(s.get(), nullptr, SIZE{8, 8}, 32) +
+                  CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{0, 8}, 32) +
+                  CopyFillClrChannelTo(s.get(), buffer.data(), SIZE{8, -4}, 32),
               0);
     s->Memory().SetPosition(8, 0);  // beside the buffer
-    EXPECT_EQ(LySurfaceUtils::CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{8, 8}, 32), 0);
+    EXPECT_EQ(CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{8, 8}, 32), 0);
     s->Memory().SetPosition(0, 0);
     HostRef<RecordingSurface> uyvy(MakeSurface("uyvy", {0, 0, 8, 8}, 8, PixelFormat_UYVY422, 8));
-    EXPECT_EQ(LySurfaceUtils::CopyAlphaChannelTo(uyvy.get(), buffer.data(), SIZE{8, 8}, 32), 0);
+    EXPECT_EQ(CopyAlphaChannelTo(uyvy.get(), buffer.data(), SIZE{8, 8}, 32), 0);
     EXPECT_TRUE(lytest::NothingLocked()) << lytest::CallLogText();
 
     s->SetLockBits(nullptr);  // a lock that succeeds without memory is undone
-    EXPECT_EQ(LySurfaceUtils::CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{8, 8}, 32), 0);
+    EXPECT_EQ(CopyAlphaChannelTo(s.get(), buffer.data(), SIZE{8, 8}, 32), 0);
     s->SetLockBits(std::nullopt);
     s->SetLockResult(0);  // a failed lock is not unlocked
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::CopyFillClrChannelTo(s.get(), buffer.data(), SIZE{8, 8}, 32), 0);
+    EXPECT_EQ(CopyFillClrChannelTo(s.get(), buffer.data(), SIZE{8, 8}, 32), 0);
     EXPECT_EQ(CallLogText(), "s.GetDescription s.Lock");
     EXPECT_TRUE(lytest::SameBytes(before, buffer));
     // 16-bit 4:2:2 pixels are 4-byte words and are exported.
     HostRef<RecordingSurface> deep(MakeSurface("deep", {0, 0, 8, 8}, 8, PixelFormat_UYVY422, 16));
-    EXPECT_EQ(LySurfaceUtils::CopyAlphaChannelTo(deep.get(), buffer.data(), SIZE{8, 8}, 32), 1);
+    EXPECT_EQ(CopyAlphaChannelTo(deep.get(), buffer.data(), SIZE{8, 8}, 32), 1);
 }
 
 // ------------------------------------------------------------ sample to buffer
@@ -96,13 +97,13 @@ TEST(AVSampleToImageBuffer, TwoFieldsInterleavePerScanMode) {
         SCOPED_TRACE(testing::Message() << "scan mode " << scan);
         uint32_t size = 0;
         lytest::ClearCallLog();
-        ASSERT_EQ(LySurfaceUtils::AVSampleToImageBuffer(sample.get(), scan, nullptr, size), 1);
+        ASSERT_EQ(AVSampleToImageBuffer(sample.get(), scan, nullptr, size), 1);
         EXPECT_EQ(size, 720u * 576 * 4);
         // The size query prepares, locks and unlocks like the real call.
         const std::string sizeCalls = CallLogText();
         std::vector<unsigned char> buffer(size + 16, 0xEE);
         lytest::ClearCallLog();
-        ASSERT_EQ(LySurfaceUtils::AVSampleToImageBuffer(sample.get(), scan, buffer.data(), size), 1);
+        ASSERT_EQ(AVSampleToImageBuffer(sample.get(), scan, buffer.data(), size), 1);
         EXPECT_EQ(CallLogText(), sizeCalls);
         EXPECT_EQ(CallLogText(), "sample.GetSurfaces first.AddRef second.AddRef first.GetSyncObject "
                                  "first.sync.Wait(1000) first.sync.Release first.GetDescription first.Lock "
@@ -132,7 +133,7 @@ TEST(AVSampleToImageBuffer, ProgressiveUsesTheFirstSurfaceAndUnpremultipliesShap
     uint32_t size = 0;
     std::vector<unsigned char> buffer(37 * 5 * 4);
     lytest::ClearCallLog();
-    ASSERT_EQ(LySurfaceUtils::AVSampleToImageBuffer(sample.get(), ScanMode_Progressive, buffer.data(), size), 1);
+    ASSERT_EQ(AVSampleToImageBuffer(sample.get(), ScanMode_Progressive, buffer.data(), size), 1);
     EXPECT_EQ(size, 37u * 5 * 4);
     EXPECT_EQ(CallLogText(), "sample.GetSurfaces frame.AddRef frame.GetSyncObject frame.sync.Wait(1000) "
                              "frame.sync.Release frame.GetDescription frame.Lock frame.Unlock frame.SetShaped(0) "
@@ -151,7 +152,7 @@ TEST(AVSampleToImageBuffer, ProgressiveUsesTheFirstSurfaceAndUnpremultipliesShap
     // A second surface is ignored (but prepared and locked) when progressive.
     HostRef<RecordingSurface> other(MakeSurface("other", {0, 0, 99, 2}, 8));
     HostRef<RecordingSample> two(RecordingSample::Create("two", {frame.get(), other.get()}));
-    ASSERT_EQ(LySurfaceUtils::AVSampleToImageBuffer(two.get(), ScanMode_Progressive, nullptr, size), 1);
+    ASSERT_EQ(AVSampleToImageBuffer(two.get(), ScanMode_Progressive, nullptr, size), 1);
     EXPECT_EQ(size, 37u * 5 * 4);
 }
 
@@ -160,7 +161,7 @@ TEST(AVSampleToImageBuffer, FailuresStillReleaseEverySurface) {
     HostRef<RecordingSurface> wide(MakeField("wide", 17, 4, ScanMode_UpperFirst, Polarity_Second));
     HostRef<RecordingSurface> uyvy(MakeSurface("uyvy", {0, 0, 16, 4}, 8, PixelFormat_UYVY422, 8));
     uint32_t size = 1234;
-    EXPECT_EQ(LySurfaceUtils::AVSampleToImageBuffer(nullptr, ScanMode_UpperFirst, nullptr, size), 0);
+    EXPECT_EQ(AVSampleToImageBuffer(nullptr, ScanMode_UpperFirst, nullptr, size), 0);
 
     struct Case {
         const char* what;
@@ -182,7 +183,7 @@ TEST(AVSampleToImageBuffer, FailuresStillReleaseEverySurface) {
         sample->SetFail(c.fail);
         lytest::ClearCallLog();
         std::vector<unsigned char> buffer(64 * 8 * 4);
-        EXPECT_EQ(LySurfaceUtils::AVSampleToImageBuffer(sample.get(), c.scan, buffer.data(), size), 0);
+        EXPECT_EQ(AVSampleToImageBuffer(sample.get(), c.scan, buffer.data(), size), 0);
         EXPECT_EQ(size, 1234u);
         EXPECT_TRUE(lytest::LocksBalanced()) << lytest::CallLogText();
         EXPECT_EQ(lytest::CallsContaining(".Release").size(),
@@ -196,7 +197,7 @@ TEST(AVSampleToImageBuffer, FailuresStillReleaseEverySurface) {
     a->SetLockBits(nullptr);
     HostRef<RecordingSample> sample(RecordingSample::Create("sample", {a.get()}));
     lytest::ClearCallLog();
-    EXPECT_EQ(LySurfaceUtils::AVSampleToImageBuffer(sample.get(), ScanMode_Progressive, nullptr, size), 0);
+    EXPECT_EQ(AVSampleToImageBuffer(sample.get(), ScanMode_Progressive, nullptr, size), 0);
     EXPECT_TRUE(lytest::LocksBalanced()) << lytest::CallLogText();
     sample.reset();
     EXPECT_EQ(a->References(), 1u);
@@ -228,18 +229,14 @@ TEST(ImageBufferToVideoSurface, ProgressiveStopsAtTheBufferAndOddCasesBehave) {
     ILyVideoSurface* first = nullptr;
     ILyVideoSurface* second = nullptr;
     // Rows from 4: the buffer ends after 6 of the surface's 8 rows.
-    ASSERT_EQ(LySurfaceUtils::ImageBufferToVideoSurface(frame.data(), w, h, CRect(8, 4, 20, 10), d, pool.get(),
-                                                        &first, nullptr),
-              1);
+    ASSERT_EQ(ImageBufferToVideoSurface(frame.data(), w, h, CRect(8, 4, 20, 10), d, pool.get(), &first, nullptr), 1);
     HostRef<RecordingSurface> s(static_cast<RecordingSurface*>(first));
     EXPECT_TRUE(RowsAre(s.get(), frame, w, 4, 1, 8, 6));
     EXPECT_TRUE(
         std::all_of(s->Bits() + 6 * s->Pitch(), s->Bits() + 8 * s->Pitch(), [](unsigned char b) { return b == 0; }));
 
     // A row wider than the buffer right of the column is cut at the buffer's edge.
-    ASSERT_EQ(LySurfaceUtils::ImageBufferToVideoSurface(frame.data(), w, h, CRect(15, 0, 20, 10), d, pool.get(),
-                                                        &first, nullptr),
-              1);
+    ASSERT_EQ(ImageBufferToVideoSurface(frame.data(), w, h, CRect(15, 0, 20, 10), d, pool.get(), &first, nullptr), 1);
     HostRef<RecordingSurface> cut(static_cast<RecordingSurface*>(first));
     EXPECT_EQ(0, std::memcmp(cut->Bits(), frame.data() + 60, 20));
     EXPECT_EQ(cut->Bits()[20], 0);
@@ -248,15 +245,12 @@ TEST(ImageBufferToVideoSurface, ProgressiveStopsAtTheBufferAndOddCasesBehave) {
     d.scanMode = ELyScanMode(5);
     const size_t made = pool->Requests().size();
     first = nullptr;
-    EXPECT_EQ(LySurfaceUtils::ImageBufferToVideoSurface(frame.data(), w, h, CRect(0, 0, 12, 8), d, pool.get(), &first,
-                                                        &second),
-              1);
+    EXPECT_EQ(ImageBufferToVideoSurface(frame.data(), w, h, CRect(0, 0, 12, 8), d, pool.get(), &first, &second), 1);
     EXPECT_EQ(first, nullptr);
     EXPECT_EQ(pool->Requests().size(), made);
 
     // Refusals: nothing asked of the pool.
     d.scanMode = ScanMode_UpperFirst;
-    using LySurfaceUtils::ImageBufferToVideoSurface;
     const CRect one(0, 0, 1, 1);
     EXPECT_EQ(ImageBufferToVideoSurface(nullptr, w, h, one, d, pool.get(), &first, &second) +
                   ImageBufferToVideoSurface(frame.data(), w, h, one, d, nullptr, &first, &second) +
@@ -269,9 +263,7 @@ TEST(ImageBufferToVideoSurface, ProgressiveStopsAtTheBufferAndOddCasesBehave) {
     // The second creation fails: its result, and the first stays handed over.
     pool->FailCall(int(made) + 2);
     first = second = nullptr;
-    EXPECT_EQ(LySurfaceUtils::ImageBufferToVideoSurface(frame.data(), w, h, CRect(0, 0, 12, 8), d, pool.get(), &first,
-                                                        &second),
-              0);
+    EXPECT_EQ(ImageBufferToVideoSurface(frame.data(), w, h, CRect(0, 0, 12, 8), d, pool.get(), &first, &second), 0);
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(second, nullptr);
     first->Release();
@@ -293,8 +285,8 @@ TEST(CopyTwoFieldToFrame, AFrameCutIntoFieldsComesBackWhole) {
             ILyVideoSurface* a = nullptr;
             ILyVideoSurface* b = nullptr;
             lytest::ClearCallLog();
-            ASSERT_EQ(LySurfaceUtils::ImageBufferToVideoSurface(frame.data(), bufferWidth, height,
-                                                                CRect(6, 0, 6 + w, height), d, pool.get(), &a, &b),
+            ASSERT_EQ(ImageBufferToVideoSurface(frame.data(), bufferWidth, height, CRect(6, 0, 6 + w, height), d,
+                                                pool.get(), &a, &b),
                       1);
             HostRef<RecordingSurface> f1(static_cast<RecordingSurface*>(a)), f2(static_cast<RecordingSurface*>(b));
             const std::string n1 = f1->Name(), n2 = f2->Name();
@@ -314,7 +306,7 @@ TEST(CopyTwoFieldToFrame, AFrameCutIntoFieldsComesBackWhole) {
             HostRef<RecordingSurface> out(MakeSurface("frame", {0, 0, w, height}, 8));
             const auto before = MemoryOf(out.get());
             lytest::ClearCallLog();
-            ASSERT_EQ(LySurfaceUtils::CopyTwoFieldToFrame(out.get(), f1.get(), f2.get()), 1);
+            ASSERT_EQ(CopyTwoFieldToFrame(out.get(), f1.get(), f2.get()), 1);
             EXPECT_EQ(CallLogText(), "frame.GetDescription " + n1 + ".GetDescription " + n2 +
                                          ".GetDescription frame.Lock " + n1 + ".Lock " + n2 + ".Lock " + n2 +
                                          ".Unlock " + n1 + ".Unlock frame.Unlock");
@@ -343,7 +335,7 @@ TEST(CopyTwoFieldToFrame, FieldsAtAnOffsetLandOnTheirFrameRows) {
         std::memcpy(expected.data() + (2 * k) * fp + 2 * 4, even->Bits() + k * even->Pitch(), 3 * 4);
     for (int k = 0; k < 5; ++k)  // odd field rows 2..6 -> frame rows 5..13 -> own rows 1..9
         std::memcpy(expected.data() + (1 + 2 * k) * fp, odd->Bits() + k * odd->Pitch(), 8 * 4);
-    ASSERT_EQ(LySurfaceUtils::CopyTwoFieldToFrame(frame.get(), even.get(), odd.get()), 1);
+    ASSERT_EQ(CopyTwoFieldToFrame(frame.get(), even.get(), odd.get()), 1);
     EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(frame.get())));
 }
 
@@ -360,7 +352,6 @@ TEST(CopyTwoFieldToFrame, RefusalsLockNothing) {
     od.pixelFormat = PixelFormat_VUYA4444;
     other->SetDescriptionOverride(od);
     lytest::ClearCallLog();
-    using LySurfaceUtils::CopyTwoFieldToFrame;
     EXPECT_EQ(CopyTwoFieldToFrame(nullptr, f1.get(), f2.get()) + CopyTwoFieldToFrame(frame.get(), nullptr, f2.get()) +
                   CopyTwoFieldToFrame(frame.get(), f1.get(), nullptr) +
                   CopyTwoFieldToFrame(frame.get(), f1.get(), whole.get()) +
@@ -395,33 +386,33 @@ TEST(GetTransformRect, IdentityScaleTranslationProjectionAndFields) {
     d.polarity = Polarity_Frame;
     d.scanMode = ScanMode_UpperFirst;
     SLyMatrix4x4 m = Identity();
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 50, 20, 250, 120);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 50, 20, 250, 120);
     m.m[0][0] = 1.5f;  // x * 1.5, y * 0.5
     m.m[1][1] = 0.5f;
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 75, 10, 375, 60);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 75, 10, 375, 60);
     m = Identity();
     m.m[3][0] = 10.25f;  // translation sits in the last row
     m.m[3][1] = -30.5f;
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 60, 0, 261, 90);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 60, 0, 261, 90);
     m.m[3][0] = 600.0f;  // clipped to the stored frame width
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 650, 0, 720, 90);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 650, 0, 720, 90);
     m.m[3][0] = 800.0f;  // entirely outside
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 0, 0, 0, 0);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 0, 0, 0, 0);
     // Perspective: w = 1 + z, so depth 1 halves every coordinate.
     m = Identity();
     m.m[2][3] = 1.0f;
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 1.0f, m, Polarity_Frame), 25, 10, 125, 60);
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, -1.0f, m, Polarity_Frame), 0, 0, 0, 0);  // at the eye
+    ExpectRect(GetTransformRect(res, d, 1.0f, m, Polarity_Frame), 25, 10, 125, 60);
+    ExpectRect(GetTransformRect(res, d, -1.0f, m, Polarity_Frame), 0, 0, 0, 0);  // at the eye
     // The polarity argument asks for field rows; a field surface is frame rows first.
     m = Identity();
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Second), 50, 10, 250, 60);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Second), 50, 10, 250, 60);
     d.polarity = Polarity_Second;
     d.height = 50;
     d.top = 10;
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 50, 21, 250, 120);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 50, 21, 250, 120);
     res.frameSize = SIZE{0, 0};  // falls back to the display size
     m.m[3][0] = 900.0f;
-    ExpectRect(LySurfaceUtils::GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 950, 21, 1024, 120);
+    ExpectRect(GetTransformRect(res, d, 0.0f, m, Polarity_Frame), 950, 21, 1024, 120);
 }
 
 }  // namespace
