@@ -146,8 +146,6 @@ TEST(SurfaceMixPlacement, TwoSurfaceOperationsEqualTheirRoutineOnTheOverlap) {
     ExpectLikeRoutineOnOverlap(
         [](ILyVideoSurface* s, ILyVideoSurface* d) { return MixPlaySurface(s, nullptr, d, nullptr, 0, 1.0, nullptr); },
         MixRoutine);
-    ExpectLikeRoutineOnOverlap([](ILyVideoSurface* s, ILyVideoSurface* d) { return MixKtvSurface(s, d, 2.5); },
-                               MixRoutine);
     // Copying ignores alpha: the source bytes arrive as they are.
     ExpectLikeRoutineOnOverlap(
         [](ILyVideoSurface* s, ILyVideoSurface* d) { return MixPlaySurface(s, nullptr, d, nullptr, 1, 1.0, nullptr); },
@@ -301,10 +299,8 @@ TEST(SurfaceMixCalls, EachOperationCallsTheHostInItsOrder) {
     std::vector<ILyVideoSurface*> list = {src.get(), first.get()};
     const std::tuple<const char*, std::function<int()>, int, std::string> cases[] = {
         {"MixSurface", [&] { return MixSurface(src.get(), dst.get()); }, 1, two},
-        {"OverlaySurface", [&] { return OverlaySurface(src.get(), dst.get()); }, 1, two},
         {"MixPlaySurface", [&] { return MixPlaySurface(src.get(), nullptr, dst.get(), nullptr, 0, 0.5, &affected); }, 1,
          two},
-        {"MixKtvSurface", [&] { return MixKtvSurface(src.get(), dst.get(), 0.5); }, 1, two},
         {"MixDynaTex", [&] { return MixDynaTex(first.get(), second.get(), 12345, third.get()); }, 1,
          "third.GetDescription first.GetDescription second.GetDescription third.Lock first.Lock second.Lock "
          "first.Unlock third.Unlock second.Unlock"},
