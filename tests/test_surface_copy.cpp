@@ -78,7 +78,6 @@ TEST(CopySurface, OverlapLandsInPlaceAndNothingElseChanges) {
 }
 
 TEST(CopySurface, RefusalsLockNothing) {
-    const Format f{PixelFormat_BGRA4444, 8};
     HostRef<RecordingSurface> a(MakeSurface("a", {0, 0, 10, 10})), b(MakeSurface("b", {10, 0, 20, 10}));
     HostRef<RecordingSurface> c(MakeSurface("c", {0, 10, 10, 20}));
     const auto before = MemoryOf(b.get());

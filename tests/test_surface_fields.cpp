@@ -296,7 +296,9 @@ TEST(CopyTwoFieldToFrame, AFrameCutIntoFieldsComesBackWhole) {
             SLySurfaceDescription d1{}, d2{};
             f1->Memory().GetDescription(&d1);
             f2->Memory().GetDescription(&d2);
-            if (height % 2 == 0) EXPECT_EQ(d1.height, height / 2);
+            if (height % 2 == 0) {
+                EXPECT_EQ(d1.height, height / 2);
+            }
             EXPECT_EQ(std::tuple(d1.polarity, d2.polarity), std::tuple(Polarity_First, Polarity_Second));
             // Lower first: the first field from rows 1, 3, 5...; the second from 0, 2, 4...
             const int firstStart = scan == ScanMode_LowerFirst ? 1 : 0;

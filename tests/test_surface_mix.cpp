@@ -493,7 +493,7 @@ TEST(SurfaceMixPlay, CopiesMoveRowsBetweenFramesAndFields) {
         std::optional<Field> sourceField, destinationField;
         RECT source, destination;  // in their own rows: frame rows for frames, field rows for fields
         std::vector<int> rows;
-        RECT affected;  // rows checked when the destination alone is a field
+        RECT affected{};  // rows checked when the destination alone is a field
     };
     const int U = kUntouched;
     const Field upper1{ScanMode_UpperFirst, Polarity_First}, upper2{ScanMode_UpperFirst, Polarity_Second};
