@@ -241,6 +241,19 @@ TEST(CloneSurface, NullPoolAndFailingPoolReportTheOutPointer) {
     EXPECT_EQ(held->References(), 1u);
 }
 
+// A surface's description and the memory its lock hands out.
+struct Locked {
+    SLySurfaceDescription d{};
+    SLyLockSurface l{};
+};
+Locked LockOf(RecordingSurface* s) {
+    Locked k;
+    s->GetDescription(&k.d);
+    s->Lock(0, &k.l);
+    s->Unlock(0);
+    return k;
+}
+
 TEST(ConvertSurfaceFormat, EveryPairEqualsItsConverterAndRefusesTheRest) {
     const int w = 13, h = 5;
     const ELyPixelFormat all[] = {PixelFormat_BGRA4444, PixelFormat_VUYA4444, PixelFormat_UYVY422,
@@ -251,13 +264,9 @@ TEST(ConvertSurfaceFormat, EveryPairEqualsItsConverterAndRefusesTheRest) {
                 SCOPED_TRACE(testing::Message() << sf << " to " << tf << " depth " << int(depth));
                 HostRef<RecordingSurface> s(MakeSurface("s", {0, 0, w, h}, 12, sf, depth));
                 HostRef<RecordingSurface> t(MakeSurface("t", {0, 0, w, h}, 12, tf, depth));
-                SLySurfaceDescription sd{}, td{};
-                SLyLockSurface sl{}, tl{};
-                s->GetDescription(&sd);
-                t->GetDescription(&td);
+                auto [sd, sl] = LockOf(s.get());
+                auto [td, tl] = LockOf(t.get());
                 sd.colorimetry = Colorimetry_BT601;  // the YUV side's colorimetry must be the one used
-                s->Lock(0, &sl);
-                t->Lock(0, &tl);
                 auto expected = MemoryOf(t.get());
                 unsigned char* e = expected.data();
                 unsigned char* ea = e + size_t(t->Pitch()) * h;
@@ -276,20 +285,14 @@ TEST(ConvertSurfaceFormat, EveryPairEqualsItsConverterAndRefusesTheRest) {
                 else if (sf == 3 && tf == 2) UYVY422ToVUYA4444(sl.bits, sp, depth, e, tp, w, h, 255);
                 EXPECT_EQ(ConvertSurfaceFormat(sd, sl, td, tl), result);
                 EXPECT_TRUE(lytest::SameBytes(expected, MemoryOf(t.get())));
-                s->Unlock(0);
-                t->Unlock(0);
             }
 }
 
 TEST(ConvertSurfaceFormat, RefusesSizeMismatchPlanarAndNullBits) {
     HostRef<RecordingSurface> s(MakeSurface("s", {0, 0, 8, 4}, 12, PixelFormat_BGRA4444, 8));
     HostRef<RecordingSurface> t(MakeSurface("t", {0, 0, 8, 4}, 12, PixelFormat_VUYA4444, 8));
-    SLySurfaceDescription sd{}, td{};
-    SLyLockSurface sl{}, tl{};
-    s->GetDescription(&sd);
-    t->GetDescription(&td);
-    s->Lock(0, &sl);
-    t->Lock(0, &tl);
+    const auto [sd, sl] = LockOf(s.get());
+    const auto [td, tl] = LockOf(t.get());
     const auto before = MemoryOf(t.get());
     SLySurfaceDescription other = td;
     other.height = 3;
@@ -308,8 +311,6 @@ TEST(ConvertSurfaceFormat, RefusesSizeMismatchPlanarAndNullBits) {
     EXPECT_EQ(ConvertSurfaceFormat(sd, sl, td, nullLock), 0);
     EXPECT_EQ(ConvertSurfaceFormat(sd, nullLock, sd, nullLock), 1);  // 1 -> 1 touches nothing
     EXPECT_TRUE(lytest::SameBytes(before, MemoryOf(t.get())));
-    s->Unlock(0);
-    t->Unlock(0);
 }
 
 TEST(HaveSamePixelAspectRatio, FieldsCountTwiceAndNullsAreRefused) {
@@ -328,18 +329,6 @@ TEST(HaveSamePixelAspectRatio, FieldsCountTwiceAndNullsAreRefused) {
 }
 
 // ------------------------------------------------------------ crawl strips
-
-struct Locked {
-    SLySurfaceDescription d{};
-    SLyLockSurface l{};
-};
-Locked LockOf(RecordingSurface* s) {
-    Locked k;
-    s->GetDescription(&k.d);
-    s->Lock(0, &k.l);
-    s->Unlock(0);
-    return k;
-}
 
 // The strip's expected result: `w` x `h` pixels copied, or mixed.
 void CopyOrMix(bool mix, Format f, const unsigned char* s, int sp, unsigned char* d, int dp, int w, int h) {
