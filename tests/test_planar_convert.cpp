@@ -110,18 +110,14 @@ TEST(PlanarConvert, RoundTripsAreExactWhereTheSamplingAllows) {
                 for (int height : {2, 15, 16, 17}) {
                     SCOPED_TRACE(::testing::Message() << format << " mode " << mode << " " << width << "x" << height);
                     Planar in(format, width, height, width % 16), back(format, width, height, 5, 0);
-                    in.y.FillRandom();
-                    in.u.FillRandom();
-                    in.v.FillRandom();
+                    for (TestImage* i : {&in.y, &in.u, &in.v}) i->FillRandom();
                     TestImage uyvy(width, height, 2, 11, width % 3);
                     ASSERT_EQ(1, ToUyvy(in, uyvy, format, mode));
                     ASSERT_EQ(1, ToPlanar(uyvy, back, format, mode));
                     EXPECT_TRUE(lytest::SameBytes(in.y.Pixels(), back.y.Pixels()));  // luma always
                     const bool exact = format == PixelFormat_YUV422Planar || mode == ChromaMode_Nearest;
-                    if (exact) {
-                        EXPECT_TRUE(lytest::SameBytes(in.u.Pixels(), back.u.Pixels()));
-                        EXPECT_TRUE(lytest::SameBytes(in.v.Pixels(), back.v.Pixels()));
-                    }
+                    EXPECT_TRUE(!exact || (lytest::SameBytes(in.u.Pixels(), back.u.Pixels()) &&
+                                           lytest::SameBytes(in.v.Pixels(), back.v.Pixels())));
                     // UYVY -> 4:2:2 planar -> UYVY is a repacking: exact but
                     // for an odd last pixel, whose U has no planar column.
                     if (format == PixelFormat_YUV422Planar) {
@@ -132,9 +128,7 @@ TEST(PlanarConvert, RoundTripsAreExactWhereTheSamplingAllows) {
                         for (int y = 0; y < height; ++y) {
                             const int bytes = 2 * width - ((width & 1) ? 2 : 0);
                             ASSERT_EQ(0, std::memcmp(start.row(y), again.row(y), bytes)) << "row " << y;
-                            if (width & 1) {
-                                ASSERT_EQ(start.row(y)[2 * width - 1], again.row(y)[2 * width - 1]);
-                            }
+                            if (width & 1) { ASSERT_EQ(start.row(y)[2 * width - 1], again.row(y)[2 * width - 1]); }
                         }
                     }
                 }
@@ -247,24 +241,24 @@ TEST(PlanarConvert, OddWidthsAndHeightsUseTheLastChromaSample) {
 // ------------------------------------------------------------ contiguous buffers
 
 TEST(PlanarConvert, ContiguousBuffersMatchSeparatePlanes) {
+    constexpr int kWidth = 45, kHeight = 19;
     for (ELyPixelFormat format : kPlanarFormats)
         for (bool padded : {false, true}) {
-            constexpr int kWidth = 45, kHeight = 19;
             tagSIZE ys, us, vs;
             LyVideoUtils::GetYUVWidthHeight(format, kWidth, kHeight, ys, us, vs);
             const size_t bytes = padded ? LyVideoUtils::GetPixelBytesWithPitch(format, 8, kWidth, kHeight)
                                         : LyVideoUtils::GetPixelBytes(format, 8, kWidth, kHeight);
-            std::vector<unsigned char> buffer(bytes);
-            lytest::FillRandom(buffer.data(), buffer.size());
-            unsigned char *y = nullptr, *u = nullptr, *v = nullptr;
-            if (padded)
-                LyVideoUtils::GetYUVPlanerBufferWithPitch(buffer.data(), ys, us, vs, &y, &u, &v);
-            else
-                LyVideoUtils::GetYUVPlanerBuffer(buffer.data(), ys, us, vs, &y, &u, &v);
             const auto pitchOf = [padded](const tagSIZE& s) { return padded ? ((s.cx + 15) >> 4) * 16 : s.cx; };
-
-            // The same picture in separate planes.
-            Planar planes(format, kWidth, kHeight, 3);
+            auto planesOf = [&](unsigned char* buffer, unsigned char** y, unsigned char** u, unsigned char** v) {
+                if (padded) LyVideoUtils::GetYUVPlanerBufferWithPitch(buffer, ys, us, vs, y, u, v);
+                else LyVideoUtils::GetYUVPlanerBuffer(buffer, ys, us, vs, y, u, v);
+            };
+            std::vector<unsigned char> buffer(bytes), again(bytes + 64, 0x5A);
+            lytest::FillRandom(buffer.data(), buffer.size());
+            unsigned char *y, *u, *v, *y2, *u2, *v2;
+            planesOf(buffer.data(), &y, &u, &v);
+            planesOf(again.data(), &y2, &u2, &v2);
+            Planar planes(format, kWidth, kHeight, 3);  // the same picture in separate planes
             for (int r = 0; r < kHeight; ++r) std::memcpy(planes.y.row(r), y + r * pitchOf(ys), kWidth);
             for (int r = 0; r < us.cy; ++r) {
                 std::memcpy(planes.u.row(r), u + r * pitchOf(us), us.cx);
@@ -275,14 +269,7 @@ TEST(PlanarConvert, ContiguousBuffersMatchSeparatePlanes) {
                                             fromBuffer.pitch(), kWidth, kHeight, format, ChromaMode_Filtered));
             ASSERT_EQ(1, ToUyvy(planes, fromPlanes, format, ChromaMode_Filtered));
             EXPECT_TRUE(lytest::SameBytes(fromPlanes.Pixels(), fromBuffer.Pixels()));
-
-            // And back into the buffer: it ends exactly where the layout says.
-            std::vector<unsigned char> again(bytes + 64, 0x5A);
-            unsigned char *y2, *u2, *v2;
-            if (padded)
-                LyVideoUtils::GetYUVPlanerBufferWithPitch(again.data(), ys, us, vs, &y2, &u2, &v2);
-            else
-                LyVideoUtils::GetYUVPlanerBuffer(again.data(), ys, us, vs, &y2, &u2, &v2);
+            // And back into a buffer: it ends exactly where the layout says.
             ASSERT_EQ(1, UYVY422ToYUVPlaner(fromBuffer.data(), fromBuffer.pitch(), y2, pitchOf(ys), u2, pitchOf(us),
                                             v2, pitchOf(vs), kWidth, kHeight, format, ChromaMode_Nearest));
             for (size_t i = bytes; i < again.size(); ++i) ASSERT_EQ(0x5A, again[i]);
@@ -326,9 +313,7 @@ TEST(PlanarConvertOracle, MatchesFfmpegOnFourTwoTwo) {
     ASSERT_EQ(static_cast<size_t>(kWidth) * kHeight * 2, oracle.size());
     ASSERT_TRUE(RunFfmpeg("uyvy422", "yuv422p", kWidth, kHeight, out, back));
     const std::vector<unsigned char> oracleBack = ReadFile(back);
-    std::remove(in.c_str());
-    std::remove(out.c_str());
-    std::remove(back.c_str());
+    for (const std::string& f : {in, out, back}) std::remove(f.c_str());
 
     unsigned char* y = planar.data();
     unsigned char* u = y + kWidth * kHeight;
@@ -355,9 +340,7 @@ TEST(PlanarConvertOracle, MatchesFfmpegOnFourTwoTwo) {
 TEST(PlanarConvertThreads, ConcurrentCallersMatchSolo) {
     constexpr int kWidth = 61, kHeight = 37;
     Planar planes(PixelFormat_YUV420Planar, kWidth, kHeight, 1);
-    planes.y.FillRandom();
-    planes.u.FillRandom();
-    planes.v.FillRandom();
+    for (TestImage* i : {&planes.y, &planes.u, &planes.v}) i->FillRandom();
     TestImage uyvy(kWidth, kHeight, 2, 3), picture(kWidth, kHeight + 1, 4, 5), rolled(kWidth, kHeight, 4, 7);
     picture.FillRandomWithExtremes();
     const auto pack = [&](TestImage& d) {
@@ -379,36 +362,29 @@ TEST(PlanarConvertThreads, ConcurrentCallersMatchSolo) {
 
 TEST(PlanarConvert, RefusalsWriteNothing) {
     Planar p(PixelFormat_YUV422Planar, 8, 4);  // big enough for every format below
-    p.y.FillRandom();
-    p.u.FillRandom();
-    p.v.FillRandom();
+    for (TestImage* i : {&p.y, &p.u, &p.v}) i->FillRandom();
     TestImage uyvy(8, 4, 2, 0);
     uyvy.FillRandom();
     const auto uyvyBefore = uyvy.Snapshot(), yBefore = p.y.Snapshot(), uBefore = p.u.Snapshot();
+    const auto n = ChromaMode_Nearest;
+    const auto f422 = PixelFormat_YUV422Planar;
     const auto both = [&](ELyPixelFormat f, ELyChromaMode m, int w, int h) {
         EXPECT_EQ(0, YUVPlanerToUYVY422(p.y.data(), p.y.pitch(), p.u.data(), p.u.pitch(), p.v.data(), p.v.pitch(),
                                         uyvy.data(), uyvy.pitch(), w, h, f, m));
         EXPECT_EQ(0, UYVY422ToYUVPlaner(uyvy.data(), uyvy.pitch(), p.y.data(), p.y.pitch(), p.u.data(), p.u.pitch(),
                                         p.v.data(), p.v.pitch(), w, h, f, m));
     };
-    both(PixelFormat_UYVY422, ChromaMode_Nearest, 8, 4);
-    both(PixelFormat_BGRA4444, ChromaMode_Nearest, 8, 4);
-    both(static_cast<ELyPixelFormat>(9), ChromaMode_Nearest, 8, 4);
-    both(PixelFormat_YUV422Planar, static_cast<ELyChromaMode>(2), 8, 4);
-    both(PixelFormat_YUV422Planar, static_cast<ELyChromaMode>(-1), 8, 4);
-    both(PixelFormat_YUV422Planar, ChromaMode_Nearest, 0, 4);
-    both(PixelFormat_YUV422Planar, ChromaMode_Nearest, 8, 0);
-    both(PixelFormat_YUV422Planar, ChromaMode_Nearest, 1, 4);  // no chroma column
+    for (ELyPixelFormat f : {PixelFormat_UYVY422, PixelFormat_BGRA4444, ELyPixelFormat(9)}) both(f, n, 8, 4);
+    for (int m : {2, -1}) both(f422, ELyChromaMode(m), 8, 4);
+    both(f422, n, 0, 4);
+    both(f422, n, 8, 0);
+    both(f422, n, 1, 4);  // no chroma column
     both(PixelFormat_YUV411Planar, ChromaMode_Filtered, 3, 4);
     both(PixelFormat_YUV420Planar, ChromaMode_Filtered, 8, 1);  // no chroma row
-    EXPECT_EQ(0, YUVPlanerToUYVY422(p.y.data(), p.y.pitch(), nullptr, 4, p.v.data(), 4, uyvy.data(), uyvy.pitch(), 8,
-                                    4, PixelFormat_YUV422Planar, ChromaMode_Nearest));
-    EXPECT_EQ(0, YUVPlanerToUYVY422(p.y.data(), p.y.pitch(), p.u.data(), 4, p.v.data(), 4, nullptr, 16, 8, 4,
-                                    PixelFormat_YUV422Planar, ChromaMode_Nearest));
-    EXPECT_EQ(0, UYVY422ToYUVPlaner(uyvy.data(), uyvy.pitch(), p.y.data(), p.y.pitch(), p.u.data(), 4, nullptr, 4, 8,
-                                    4, PixelFormat_YUV422Planar, ChromaMode_Nearest));
-    EXPECT_EQ(0, UYVY422ToYUVPlaner(nullptr, 16, p.y.data(), p.y.pitch(), p.u.data(), 4, p.v.data(), 4, 8, 4,
-                                    PixelFormat_YUV422Planar, ChromaMode_Nearest));
+    EXPECT_EQ(0, YUVPlanerToUYVY422(p.y.data(), p.y.pitch(), nullptr, 4, p.v.data(), 4, uyvy.data(), uyvy.pitch(), 8, 4, f422, n));
+    EXPECT_EQ(0, YUVPlanerToUYVY422(p.y.data(), p.y.pitch(), p.u.data(), 4, p.v.data(), 4, nullptr, 16, 8, 4, f422, n));
+    EXPECT_EQ(0, UYVY422ToYUVPlaner(uyvy.data(), uyvy.pitch(), p.y.data(), p.y.pitch(), p.u.data(), 4, nullptr, 4, 8, 4, f422, n));
+    EXPECT_EQ(0, UYVY422ToYUVPlaner(nullptr, 16, p.y.data(), p.y.pitch(), p.u.data(), 4, p.v.data(), 4, 8, 4, f422, n));
     EXPECT_EQ(uyvyBefore, uyvy.Snapshot());
     EXPECT_EQ(yBefore, p.y.Snapshot());
     EXPECT_EQ(uBefore, p.u.Snapshot());
