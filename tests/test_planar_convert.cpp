@@ -156,11 +156,9 @@ TEST(PlanarConvert, FourTwoZeroChromaSitsBetweenLumaRows) {
         ASSERT_EQ(1, ToUyvy(p, uyvy, PixelFormat_YUV420Planar, ChromaMode_Filtered));
         for (int y = 0; y < kHeight; ++y) {
             const int expected = y == 0 ? 40 : (y == kHeight - 1 ? 40 + 16 * (kHeight / 2 - 1) : 36 + 8 * y);
-            for (int pair = 0; pair < kWidth / 2; ++pair) {
-                ASSERT_EQ(expected, UAt(uyvy, pair, y)) << "row " << y << " pair " << pair;
-                ASSERT_EQ(100, uyvy.row(y)[4 * pair + 1]);
-                ASSERT_EQ(240 - expected, uyvy.row(y)[4 * pair + 2]);
-            }
+            for (int pair = 0; pair < kWidth / 2; ++pair)
+                ASSERT_TRUE(UAt(uyvy, pair, y) == expected && uyvy.row(y)[4 * pair + 1] == 100 &&
+                            uyvy.row(y)[4 * pair + 2] == 240 - expected) << "row " << y << " pair " << pair;
         }
         // Nearest repeats each chroma row on its two luma rows.
         ASSERT_EQ(1, ToUyvy(p, uyvy, PixelFormat_YUV420Planar, ChromaMode_Nearest));
@@ -279,9 +277,7 @@ TEST(PlanarConvert, ContiguousBuffersMatchSeparatePlanes) {
 
 // ------------------------------------------------------------ ffmpeg as an oracle
 
-std::string TempPath(const char* name) {
-    return ::testing::TempDir() + "lyav_planar_" + std::to_string(getpid()) + "_" + name;
-}
+std::string TempPath(const char* name) { return ::testing::TempDir() + "lyav_planar_" + std::to_string(getpid()) + "_" + name; }
 
 std::vector<unsigned char> ReadFile(const std::string& path) {
     std::ifstream f(path, std::ios::binary);
@@ -304,10 +300,7 @@ TEST(PlanarConvertOracle, MatchesFfmpegOnFourTwoTwo) {
     std::vector<unsigned char> planar(static_cast<size_t>(kWidth) * kHeight * 2);
     lytest::FillRandom(planar.data(), planar.size());
     const std::string in = TempPath("in.yuv"), out = TempPath("out.uyvy"), back = TempPath("back.yuv");
-    {
-        std::ofstream f(in, std::ios::binary);
-        f.write(reinterpret_cast<const char*>(planar.data()), static_cast<std::streamsize>(planar.size()));
-    }
+    std::ofstream(in, std::ios::binary).write(reinterpret_cast<const char*>(planar.data()), std::streamsize(planar.size()));
     ASSERT_TRUE(RunFfmpeg("yuv422p", "uyvy422", kWidth, kHeight, in, out));
     const std::vector<unsigned char> oracle = ReadFile(out);
     ASSERT_EQ(static_cast<size_t>(kWidth) * kHeight * 2, oracle.size());
@@ -315,18 +308,14 @@ TEST(PlanarConvertOracle, MatchesFfmpegOnFourTwoTwo) {
     const std::vector<unsigned char> oracleBack = ReadFile(back);
     for (const std::string& f : {in, out, back}) std::remove(f.c_str());
 
-    unsigned char* y = planar.data();
-    unsigned char* u = y + kWidth * kHeight;
-    unsigned char* v = u + kWidth / 2 * kHeight;
+    unsigned char *y = planar.data(), *u = y + kWidth * kHeight, *v = u + kWidth / 2 * kHeight;
     for (ELyChromaMode mode : kModes) {
         std::vector<unsigned char> uyvy(oracle.size(), 0);
         ASSERT_EQ(1, YUVPlanerToUYVY422(y, kWidth, u, kWidth / 2, v, kWidth / 2, uyvy.data(), kWidth * 2, kWidth,
                                         kHeight, PixelFormat_YUV422Planar, mode));
         EXPECT_TRUE(lytest::SameBytes(oracle, uyvy));
         std::vector<unsigned char> planes(planar.size(), 0);
-        unsigned char* y2 = planes.data();
-        unsigned char* u2 = y2 + kWidth * kHeight;
-        unsigned char* v2 = u2 + kWidth / 2 * kHeight;
+        unsigned char *y2 = planes.data(), *u2 = y2 + kWidth * kHeight, *v2 = u2 + kWidth / 2 * kHeight;
         ASSERT_EQ(1, UYVY422ToYUVPlaner(oracle.data(), kWidth * 2, y2, kWidth, u2, kWidth / 2, v2, kWidth / 2, kWidth,
                                         kHeight, PixelFormat_YUV422Planar, mode));
         EXPECT_TRUE(lytest::SameBytes(oracleBack, planes));
