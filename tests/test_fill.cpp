@@ -77,10 +77,7 @@ void CheckBlockFill(ELyPixelFormat format, int depth, uint32_t word, const lytes
 // The words of the named colours, and FillFixedColor filling every format and
 // depth with the word of its colorimetry (the YUV formats with the VUYA word).
 TEST(Fill, FixedColours) {
-    struct Known {
-        ELyFixedColor color;
-        uint32_t bgra, vuya601, vuya709;
-    };
+    struct Known { ELyFixedColor color; uint32_t bgra, vuya601, vuya709; };
     const Known known[] = {
         {FixedColor_Black, 0x000000, 0x108080, 0x108080}, {FixedColor_White, 0xFFFFFF, 0xEB8080, 0xEB8080},
         {FixedColor_Red, 0xFF0000, 0x525AF0, 0x3F66F0},   {FixedColor_Green, 0x00FF00, 0x913622, 0xAD2A1A},
@@ -249,10 +246,7 @@ TEST(Fill, GridIsACheckerboardCutAtTheEdges) {
 // ============================================================ colour bars
 
 TEST(Fill, ColorBarWidths) {
-    struct Case {
-        int width;
-        std::vector<int> bars;  // bar index of each pixel
-    };
+    struct Case { int width; std::vector<int> bars; };  // the bar index of each pixel
     const Case cases[] = {
         {8, {0, 1, 2, 3, 4, 5, 6, 7}},
         {20, {0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 7, 7, 7, 7}},

@@ -43,12 +43,7 @@ uint16_t Sample16(const std::vector<unsigned char>& v, size_t i) {
 // sweep (source, destination and alpha plane each at its own layout).
 TEST(PackedConvert, EveryFormAgreesWithScalar) {
     using Convert = std::function<int(const TestImage& s, TestImage& d, TestImage* a)>;
-    struct Form {
-        std::string name;
-        int srcBpp, dstBpp;
-        bool alpha;
-        Convert convert;
-    };
+    struct Form { std::string name; int srcBpp, dstBpp; bool alpha; Convert convert; };
     std::vector<Form> forms;
     for (auto depth : kDepths) {
         const int pb = depth == 16 ? 4 : 2;
