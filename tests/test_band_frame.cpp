@@ -42,21 +42,17 @@ using Bands = std::vector<std::pair<int, int>>;
 
 }  // namespace
 
-TEST(BandSplit, UnderSixteenRowsOrOneThreadIsOneBand) {
+// Under sixteen rows or one thread: one band; otherwise the last band takes the remainder.
+TEST(BandSplit, Examples) {
     EXPECT_EQ(Split(15, 4), (Bands{{0, 15}}));
     EXPECT_EQ(Split(15, 16), (Bands{{0, 15}}));
     EXPECT_EQ(Split(100, 1), (Bands{{0, 100}}));
-    EXPECT_EQ(Split(1, 16), (Bands{{0, 1}}));
-}
-
-TEST(BandSplit, LastBandTakesTheRemainder) {
     EXPECT_EQ(Split(16, 4), (Bands{{0, 4}, {4, 4}, {8, 4}, {12, 4}}));
     EXPECT_EQ(Split(17, 4), (Bands{{0, 4}, {4, 4}, {8, 4}, {12, 5}}));
     EXPECT_EQ(Split(31, 16).back(), (std::pair<int, int>{15, 16}));
-    const Bands sixteen = Split(16, 16);
-    ASSERT_EQ(sixteen.size(), 16u);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(sixteen[i], (std::pair<int, int>{i, 1}));
     EXPECT_EQ(Split(17, 16).back(), (std::pair<int, int>{15, 2}));
+    const Bands sixteen = Split(16, 16);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(sixteen.at(i), (std::pair<int, int>{i, 1}));
 }
 
 TEST(BandFrame, EveryRowOnceAtEveryPoolSizeAndRoute) {
@@ -76,29 +72,16 @@ TEST(BandFrame, EveryRowOnceAtEveryPoolSizeAndRoute) {
                 for (int r = 0; r < h; ++r) ASSERT_EQ(hits[r].load(), 2) << "T " << t << " h " << h << " row " << r;
                 const size_t expectBands = (t < 2 || h < 16) ? 1u : static_cast<size_t>(t);
                 EXPECT_EQ(log.bands.size(), expectBands) << "T " << t << " h " << h;
-                if (expectBands == 1) {
-                    EXPECT_EQ(log.threads.count(std::this_thread::get_id()), 1u) << "single band runs on the caller";
-                } else {
-                    EXPECT_EQ(log.threads.count(std::this_thread::get_id()), 0u) << "bands run on workers";
-                }
+                // A single band runs on the caller, several on workers.
+                EXPECT_EQ(log.threads.count(std::this_thread::get_id()), expectBands == 1 ? 1u : 0u) << t << " " << h;
             }
         }
     }
 }
 
 TEST(BandFrame, ZeroOrNegativeHeightDoesNothing) {
-    int calls = 0;
-    ly::ParallelRows(ly::PoolRoute::Internal, 0, [&](int, int) { ++calls; });
-    ly::ParallelRows(ly::PoolRoute::Exported, -5, [&](int, int) { ++calls; });
-    EXPECT_EQ(calls, 0);
-}
-
-TEST(BandFrame, RowAtWalksNegativePitchesUpwards) {
-    lytest::TestImage img(8, 20, 4, 3, 5, true);
-    ASSERT_LT(img.pitch(), 0);
-    for (int r = 0; r < 20; ++r) EXPECT_EQ(ly::RowAt(img.data(), img.pitch(), r), img.row(r));
-    const unsigned char* c = img.data();
-    EXPECT_EQ(ly::RowAt(c, img.pitch(), 19), img.row(19));
+    ly::ParallelRows(ly::PoolRoute::Internal, 0, [&](int, int) { ADD_FAILURE(); });
+    ly::ParallelRows(ly::PoolRoute::Exported, -5, [&](int, int) { ADD_FAILURE(); });
 }
 
 TEST(BandFrame, BandedWritesMatchOneBandWithNegativePitch) {
@@ -123,10 +106,7 @@ TEST(BandFrame, BandedWritesMatchOneBandWithNegativePitch) {
 
 TEST(BandFrame, OperationInsideAPoolJobRunsOnThatWorker) {
     lytest::ScopedPoolThreads pool(2);
-    struct Ctx {
-        std::atomic<int> rows{0};
-        std::atomic<int> foreignBands{0};
-    } ctx;
+    struct Ctx { std::atomic<int> rows{0}, foreignBands{0}; } ctx;
     auto job = [](void* p) {
         auto* c = static_cast<Ctx*>(p);
         const auto me = std::this_thread::get_id();
@@ -139,8 +119,7 @@ TEST(BandFrame, OperationInsideAPoolJobRunsOnThatWorker) {
     LyThreadPool::Run(job, &ctx);
     LyThreadPool::Run(job, &ctx);
     LyThreadPool::Wait();
-    EXPECT_EQ(ctx.rows.load(), 128);
-    EXPECT_EQ(ctx.foreignBands.load(), 0);
+    EXPECT_TRUE(ctx.rows.load() == 128 && ctx.foreignBands.load() == 0);
 }
 
 TEST(BandFrame, ConcurrentCallersGetTheirOwnBands) {
@@ -196,9 +175,7 @@ TEST(BandFrame, ThrowingBandsFinishTheFrameAndTheFirstIsRethrown) {
 // Wait afterwards has nothing left to wait for.
 TEST(BandFrame, OperationWaitsForTheCallersOwnPendingJob) {
     lytest::ScopedPoolThreads pool(4);
-    struct HostJob {
-        std::atomic<bool> release{false}, finished{false};
-    } job;
+    struct HostJob { std::atomic<bool> release{false}, finished{false}; } job;
     LyThreadPool::Run(
         [](void* p) {
             auto* j = static_cast<HostJob*>(p);
@@ -263,11 +240,9 @@ TEST(BandFrame, CallerThatStopsWaitingEarlyStillSeesEveryBandFinished) {
 TEST(BandFrame, CapChangesWhileOperationsRun) {
     lytest::ScopedPoolThreads pool(4);
     const ELyInstructionSet before = LySetInstructionSetCap(InstructionSet_AVX2);
-    lytest::TestImage start(61, 40, 4, 3, 5, true);
+    lytest::TestImage start(61, 40, 4, 3, 5, true), mask(61, 40, 1, 1), expected(61, 40, 4, 3, 5, true);
     start.FillRandomWithExtremes();
-    lytest::TestImage mask(61, 40, 1, 1);
     mask.FillRandomWithExtremes();
-    lytest::TestImage expected(61, 40, 4, 3, 5, true);
     expected.CopyPixelsFrom(start);
     LyPixelUtils::MaskImage(expected.data(), expected.pitch(), mask.data(), mask.pitch(), 61, 40);
     std::atomic<bool> stop{false};
