@@ -79,10 +79,7 @@ void Differential(const std::function<void(Images&)>& call,
             return std::vector<lytest::SweepPlane>{{lytest::SweepLayout(w, h, 4, layout, 0), false},
                                                    {lytest::SweepLayout(w, h, 4, layout, 1), true}};
         },
-        [&](lytest::SweepImages& im) {
-            Images m = View(im);
-            call(m);
-        },
+        [&](lytest::SweepImages& im) { Images m = View(im); call(m); },
         false,
         [&](const lytest::SweepImages& im) {
             const Images m = View(im);
