@@ -210,19 +210,6 @@ TEST(BlendingImagesFloat, EveryKernelMatchesReference) {
     }
 }
 
-TEST(BlendingImagesFloat, AccumulatesFramesAndConvertsBack) {
-    TestImage img(5, 2, 4, 0, 8), out(5, 2, 4);
-    img.FillRandom();
-    std::vector<float> acc(5 * 4 * 2, 0.0f);
-    for (int i = 0; i < 2; ++i)
-        LyPixelUtils::BlendingImages(img.data(), img.pitch(), PixelFormat_BGRA4444, 8, acc.data(), 20, 0.25f, 5, 2,
-                                     BlendingMode_Mix);
-    for (int r = 0; r < 2; ++r)
-        for (int i = 0; i < 20; ++i) ASSERT_EQ(acc[r * 20 + i], 0.5f * img.row(r)[i]);
-    LyPixelUtils::ConvertFloatImage(acc.data(), 20, out.data(), out.pitch(), PixelFormat_BGRA4444, 8, 5, 2);
-    for (int i = 0; i < 20; ++i) ASSERT_EQ(out.row(1)[i], int(std::nearbyint(0.5f * img.row(1)[i])));
-}
-
 // NaN in the accumulator and a NaN opacity: the accumulator's NaN stays
 // (quieted), bit for bit, on every path and at every position of a row, so
 // the stored bytes do not depend on the processor. A NaN product into a

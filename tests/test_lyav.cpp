@@ -227,49 +227,35 @@ TEST_F(LyavTest, YuyvaTailCarriesAlpha) {
 
 // ------------------------------------------------------------ ffmpeg interoperability
 
-TEST_F(LyavTest, FfmpegReadsTheToolsRawFrames) {
+// Frames the tool writes read back through ffmpeg as through the tool, and
+// frames ffmpeg writes read through the tool as through ffmpeg.
+TEST_F(LyavTest, FfmpegAndTheToolReadEachOthersRawFrames) {
     if (!HaveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
     EncodePng(P("in.png"), PairConstantPicture(64, 16));
+    // BT.709's larger blue and red factors let the two fixed-point inverses land
+    // one level further apart; the wrong matrix would be tens of levels off.
     const struct {
-        const char* layout;
-        const char* pixFmt;
-    } cases[] = {{"uyvy422", "uyvy422"}, {"bgra", "bgra"}, {"yuyv422", "yuyv422"}, {"y210le", "y210le"}};
+        const char *layout, *cm, *filter;
+        int tolerance;
+        bool ffmpegWrites;
+    } cases[] = {{"uyvy422", "bt601", "null", 2, true}, {"bgra", "bt601", "null", 2, true},
+                 {"yuyv422", "bt601", "null", 2, true}, {"y210le", "bt601", "null", 2, false},
+                 {"uyvy422", "bt709", "scale=in_color_matrix=bt709", 3, false}};
+    auto readBoth = [&](const auto& c, const std::string& raw) {
+        Ok({"convert", raw, P("tool.png"), "--from", c.layout, "--size", "64x16", "--colorimetry", c.cm});
+        const Result r = Run("ffmpeg", {"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", c.layout, "-s", "64x16",
+                                        "-i", raw, "-vf", c.filter, "-pix_fmt", "rgba", P("ff.png")});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), c.tolerance) << c.layout << " " << c.cm;
+    };
     for (const auto& c : cases) {
-        Ok({"convert", P("in.png"), P("f.raw"), "--to", c.layout});
-        Ok({"convert", P("f.raw"), P("tool.png"), "--from", c.layout, "--size", "64x16"});
-        const Result r = Run("ffmpeg", {"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", c.pixFmt, "-s", "64x16",
-                                        "-i", P("f.raw"), "-pix_fmt", "rgba", P("ff.png")});
+        Ok({"convert", P("in.png"), P("f.raw"), "--to", c.layout, "--colorimetry", c.cm});
+        readBoth(c, P("f.raw"));
+        if (!c.ffmpegWrites) continue;
+        const Result r = Run("ffmpeg", {"-v", "error", "-y", "-i", P("in.png"), "-f", "rawvideo", "-pix_fmt",
+                                        c.layout, P("ff.raw")});
         ASSERT_EQ(r.status, 0) << r.err;
-        EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), 2) << c.layout;
-    }
-}
-
-TEST_F(LyavTest, FfmpegReadsBt709FramesWithTheMatrixTheHelpNames) {
-    if (!HaveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
-    EncodePng(P("in.png"), PairConstantPicture(64, 16));
-    Ok({"convert", P("in.png"), P("f.uyvy"), "--to", "uyvy422", "--colorimetry", "bt709"});
-    Ok({"convert", P("f.uyvy"), P("tool.png"), "--from", "uyvy422", "--size", "64x16", "--colorimetry", "bt709"});
-    const Result r = Run("ffmpeg", {"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", "uyvy422", "-s", "64x16", "-i",
-                                    P("f.uyvy"), "-vf", "scale=in_color_matrix=bt709", "-pix_fmt", "rgba", P("ff.png")});
-    ASSERT_EQ(r.status, 0) << r.err;
-    // With BT.709's larger blue and red factors the two fixed-point
-    // inverses can land one level further apart than in BT.601; the wrong
-    // matrix would be tens of levels off.
-    EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), 3);
-}
-
-TEST_F(LyavTest, FfmpegWrittenFramesConvertThroughTheTool) {
-    if (!HaveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
-    EncodePng(P("in.png"), PairConstantPicture(64, 16));
-    for (const char* pixFmt : {"uyvy422", "yuyv422", "bgra"}) {
-        const Result r = Run("ffmpeg", {"-v", "error", "-y", "-i", P("in.png"), "-f", "rawvideo", "-pix_fmt", pixFmt,
-                                        P("ff.raw")});
-        ASSERT_EQ(r.status, 0) << r.err;
-        Ok({"convert", P("ff.raw"), P("tool.png"), "--from", pixFmt, "--size", "64x16"});
-        const Result back = Run("ffmpeg", {"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", pixFmt, "-s", "64x16",
-                                           "-i", P("ff.raw"), "-pix_fmt", "rgba", P("ff.png")});
-        ASSERT_EQ(back.status, 0) << back.err;
-        EXPECT_LE(MaxDiff(DecodePng(P("tool.png")), DecodePng(P("ff.png"))), 2) << pixFmt;
+        readBoth(c, P("ff.raw"));
     }
 }
 
@@ -313,20 +299,18 @@ TEST_F(LyavTest, OperationsRunOnPngs) {
     EXPECT_EQ(MaxDiff(DecodePng(P("seq-0002.png")), b, true), 0);
     Ok({"blend", P("a.png"), P("b.png"), "-o", P("bl.png"), "--opacity", "1"});
     EXPECT_EQ(MaxDiff(DecodePng(P("bl.png")), a, true), 0);
-    for (const char* mode : {"average-with-row-above", "average-with-row-below", "average-with-row-below-no-edge"})
-        Ok({"blend", P("a.png"), P("b.png"), "-o", P("bl.png"), "--mode", mode});
     Ok({"mask", P("a.png"), P("b.png"), "-o", P("mk.png")});
     EXPECT_EQ(DecodePng(P("mk.png")).At(1, 1)[3], 255);   // white bar keeps alpha
     EXPECT_EQ(DecodePng(P("mk.png")).At(30, 1)[3], 0);    // black bar clears it
     Ok({"mask", P("a.png"), P("b.png"), "-o", P("mk.png"), "--operation", "subtract", "--invert"});
     EXPECT_EQ(DecodePng(P("mk.png")).At(1, 1)[3], 255);
-    Ok({"deflicker", P("b.png"), "-o", P("df.png"), "--quality", "high"});
     Ok({"scale", P("b.png"), "-o", P("sc.png"), "--to-size", "64x8"});
     EXPECT_EQ(DecodePng(P("sc.png")).width, 64);
     Ok({"gray", P("b.png"), "-o", P("g.png")});
-    const Rgba g = DecodePng(P("g.png"));
-    EXPECT_EQ(g.At(1, 1)[0], 255);
-    EXPECT_EQ(g.At(1, 1)[1], 255);
+    EXPECT_EQ(std::memcmp(DecodePng(P("g.png")).At(1, 1), "\xff\xff\xff", 3), 0);  // the white bar stays white
+    for (const char* mode : {"average-with-row-above", "average-with-row-below", "average-with-row-below-no-edge"})
+        Ok({"blend", P("a.png"), P("b.png"), "-o", P("bl.png"), "--mode", mode});
+    Ok({"deflicker", P("b.png"), "-o", P("df.png"), "--quality", "high"});
     Ok({"gray", P("b.png"), "-o", P("ga.png"), "--channel", "r"});
     Ok({"opacity", P("a.png"), "-o", P("op.png"), "--color", "blue"});
     Ok({"opacity", P("fade.png"), P("b.png"), "-o", P("op2.png")});
@@ -336,16 +320,19 @@ TEST_F(LyavTest, OperationsRunOnPngs) {
 // ------------------------------------------------------------ timing
 
 TEST_F(LyavTest, TimecodeTextOfTheWorkedFrames) {
-    Result r = Lyav({"timecode", "--rate", "29.97", "--drop-frame", "1800", "17982", "107892"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "1800 00:01:00;02\n17982 00:10:00;00\n107892 01:00:00;00\n");
-    r = Lyav({"timecode", "--rate", "59.94", "--drop-frame", "3600", "3601", "35964", "215784", "215785"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "3600 00:01:00;02\n3601 00:01:00;02\n35964 00:10:00;00\n215784 01:00:00;00\n215785 01:00:00;00\n");
-    r = Lyav({"timecode", "--rate", "29.97", "30"});
-    EXPECT_EQ(r.out, "30 00:00:01:00\n");
-    r = Lyav({"timecode", "--rate", "25", "00:00:02:05"});
-    EXPECT_EQ(r.out, "55 00:00:02:05\n");
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"--rate", "29.97", "--drop-frame", "1800", "17982", "107892"},
+         "1800 00:01:00;02\n17982 00:10:00;00\n107892 01:00:00;00\n"},
+        {{"--rate", "59.94", "--drop-frame", "3600", "3601", "35964", "215784", "215785"},
+         "3600 00:01:00;02\n3601 00:01:00;02\n35964 00:10:00;00\n215784 01:00:00;00\n215785 01:00:00;00\n"},
+        {{"--rate", "29.97", "30"}, "30 00:00:01:00\n"},
+        {{"--rate", "25", "00:00:02:05"}, "55 00:00:02:05\n"}};
+    for (auto [args, want] : cases) {
+        args.insert(args.begin(), "timecode");
+        const Result r = Lyav(args);
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.out, want);
+    }
 }
 
 TEST_F(LyavTest, CadenceFollowsTheFractionalRate) {
@@ -375,13 +362,10 @@ TEST_F(LyavTest, DemoWritesEveryFileItAnnounces) {
         ++announced;
         ASSERT_TRUE(fs::is_regular_file(path)) << path;
         EXPECT_GT(fs::file_size(path), 0u) << path;
-        if (path.size() > 4 && path.substr(path.size() - 4) == ".png") {
-            EXPECT_GT(DecodePng(path).width, 0) << path;
-        }
+        if (fs::path(path).extension() == ".png") EXPECT_GT(DecodePng(path).width, 0) << path;
     }
     EXPECT_GE(announced, 12);
-    EXPECT_EQ(static_cast<size_t>(announced), static_cast<size_t>(std::distance(fs::directory_iterator(P("out")),
-                                                                                fs::directory_iterator())));
+    EXPECT_EQ(announced, std::distance(fs::directory_iterator(P("out")), fs::directory_iterator()));
     // The on-air frame's corner is still the white bar, the title sits in the lower third.
     const Rgba onAir = DecodePng(P("out/06-on-air.png"));
     EXPECT_EQ(onAir.At(5, 5)[0], 255);
@@ -394,9 +378,7 @@ TEST_F(LyavTest, BenchAndInfoPrintTheirTables) {
     EXPECT_NE(bench.out.find("x memcpy"), std::string::npos);
     EXPECT_NE(bench.out.find("MixColor                       1"), std::string::npos) << bench.out;
     const Result info = Lyav({"info"});
-    ASSERT_EQ(info.status, 0);
-    EXPECT_NE(info.out.find("thread pool workers: "), std::string::npos);
-    EXPECT_NE(info.out.find("row kernels: "), std::string::npos);
+    EXPECT_NE(info.out.find("row kernels: "), std::string::npos) << info.err;
 }
 
 TEST_F(LyavTest, EverySubcommandHasHelp) {
@@ -448,33 +430,6 @@ TEST_F(LyavTest, PlanarFramesAgreeWithFfmpeg) {
     EXPECT_EQ(fs::file_size(P("q.uyvy")), 64u * 36 * 2);
 }
 
-TEST_F(LyavTest, PlanarRefusesSizesFfmpegWouldRoundDifferently) {
-    std::ofstream(P("in.yuv"), std::ios::binary) << std::string(64 * 36 * 2, '\x80');
-    const std::vector<std::string> inputs = Files();
-    const struct {
-        const char* what;
-        std::vector<std::string> args;
-        const char* mentions;
-    } cases[] = {
-        {"wrong file size", {"planar", "--from", "yuv420p", "--size", "64x36", P("in.yuv"), P("o.uyvy")}, "in.yuv"},
-        {"odd width", {"planar", "--from", "yuv422p", "--size", "63x36", P("in.yuv"), P("o.uyvy")}, "63"},
-        {"4:1:1 width", {"planar", "--to", "yuv411p", "--size", "62x36", P("in.yuv"), P("o.yuv")}, "multiple of 4"},
-        {"odd 4:2:0 height", {"planar", "--to", "yuv420p", "--size", "64x35", P("in.yuv"), P("o.yuv")}, "even height"},
-        {"both directions", {"planar", "--from", "yuv422p", "--to", "yuv422p", "--size", "64x36", P("in.yuv"),
-                             P("o.yuv")}, "exactly one"},
-        {"unknown layout", {"planar", "--from", "nv12", "--size", "64x36", P("in.yuv"), P("o.yuv")}, "nv12"},
-        {"crawl speed", {"crawl", P("cr"), "--speed", "0"}, "--speed"},
-        {"crawl direction", {"crawl", P("cr"), "--direction", "right"}, "right"},
-    };
-    for (const auto& c : cases) {
-        const Result r = Lyav(c.args);
-        EXPECT_EQ(r.status, 2) << c.what;
-        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << c.what << ": " << r.err;
-        EXPECT_NE(r.err.find(c.mentions), std::string::npos) << c.what << ": " << r.err;
-        EXPECT_EQ(Files(), inputs) << c.what << " left a file behind";
-    }
-}
-
 TEST_F(LyavTest, CrawlWritesMovingFrames) {
     for (const char* direction : {"left", "up"}) {
         const std::string out = P(std::string("crawl-") + direction);
@@ -506,6 +461,7 @@ TEST_F(LyavTest, BadInputFailsWithOneLineAndNoOutput) {
     std::ofstream(P("trunc.png"), std::ios::binary) << good.substr(0, good.size() / 2);
     std::ofstream(P("text.png")) << "not a picture\n";
     std::ofstream(P("short.uyvy"), std::ios::binary) << std::string(63, '\x80');
+    std::ofstream(P("in.yuv"), std::ios::binary) << std::string(64 * 36 * 2, '\x80');
     const std::vector<std::string> inputs = Files();
     const struct {
         const char* what;
@@ -528,13 +484,22 @@ TEST_F(LyavTest, BadInputFailsWithOneLineAndNoOutput) {
          "short.uyvy: --size"},
         {"mismatched sizes", {"mix", P("good.png"), P("o0.png"), "-o", P("o.png")}, "o0.png"},
         {"output in a missing directory", {"bars", "-o", P("nodir/o.png"), "--size", "8x8"}, "nodir/o.png"},
+        // Sizes ffmpeg would round differently are refused, not guessed.
+        {"planar file size", {"planar", "--from", "yuv420p", "--size", "64x36", P("in.yuv"), P("o.uyvy")}, "in.yuv"},
+        {"planar odd width", {"planar", "--from", "yuv422p", "--size", "63x36", P("in.yuv"), P("o.uyvy")}, "63"},
+        {"4:1:1 width", {"planar", "--to", "yuv411p", "--size", "62x36", P("in.yuv"), P("o.yuv")}, "multiple of 4"},
+        {"odd 4:2:0 height", {"planar", "--to", "yuv420p", "--size", "64x35", P("in.yuv"), P("o.yuv")}, "even height"},
+        {"both directions", {"planar", "--from", "yuv422p", "--to", "yuv422p", "--size", "64x36", P("in.yuv"),
+                             P("o.yuv")}, "exactly one"},
+        {"unknown planar layout", {"planar", "--from", "nv12", "--size", "64x36", P("in.yuv"), P("o.yuv")}, "nv12"},
+        {"crawl speed", {"crawl", P("cr"), "--speed", "0"}, "--speed"},
+        {"crawl direction", {"crawl", P("cr"), "--direction", "right"}, "right"},
     };
     for (const auto& c : cases) {
         const Result r = Lyav(c.args);
         EXPECT_EQ(r.status, 2) << c.what;
         EXPECT_TRUE(r.out.empty()) << c.what;
-        ASSERT_FALSE(r.err.empty()) << c.what;
-        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << c.what << ": " << r.err;
+        EXPECT_TRUE(!r.err.empty() && r.err.find('\n') == r.err.size() - 1) << c.what << ": " << r.err;
         EXPECT_NE(r.err.find(c.mentions), std::string::npos) << c.what << ": " << r.err;
         EXPECT_EQ(Files(), inputs) << c.what << " left a file behind";
     }
