@@ -162,47 +162,82 @@ size_t Edge16RowSse2(const unsigned char* a, unsigned char* d, size_t n, unsigne
 // The same steps on eight pixels (sixteen samples); every operation stays
 // within its 128-bit lane, so the lane layout is the SSE2 one twice.
 
-// Weights 1..127 only (the row function copies for 0 and 128): blocks whose
+// Weights 1..127 only (the row function copies for 0 and 128). Blocks whose
 // two sides have equal alphas mix by exactly w, and with both weights within
 // a signed byte one multiply-add does a pair of channels.
-LY_TARGET_AVX2 size_t MixRowAvx2(const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n,
-                                 unsigned w) {
+LY_TARGET_AVX2 inline __m256i MixEqualAlphaAvx2(__m256i va, __m256i vb, __m256i bytePair) {
+    const __m256i lo = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(va, vb), bytePair), 7);
+    const __m256i hi = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(va, vb), bytePair), 7);
+    return _mm256_packus_epi16(lo, hi);
+}
+
+// Any eight pixels: the alpha-share weight per pixel.
+LY_TARGET_AVX2 inline __m256i MixAnyAlphaAvx2(__m256i va, __m256i vb, unsigned w, __m256i bytePair) {
+    const unsigned same = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(va, vb)));
+    if ((same & 0x88888888u) == 0x88888888u) return MixEqualAlphaAvx2(va, vb, bytePair);
     const __m256i zero = _mm256_setzero_si256();
     const __m256i wAll = _mm256_set1_epi16(static_cast<short>(w));
     const __m256i w128 = _mm256_set1_epi16(128);
-    const __m256i bytePair = _mm256_set1_epi16(static_cast<short>((w << 8) | (128u - w)));
     const __m256i alphaLanes = _mm256_set_epi16(-1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0);
+    const __m256i aA = _mm256_srli_epi32(va, 24), bA = _mm256_srli_epi32(vb, 24);
+    const __m256i shareA = _mm256_mullo_epi16(aA, _mm256_set1_epi32(static_cast<int>(128u - w)));
+    const __m256i shareB = _mm256_mullo_epi16(bA, _mm256_set1_epi32(static_cast<int>(w)));
+    const __m256i sum = _mm256_add_epi32(shareA, shareB);
+    const __m256 q = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_slli_epi32(shareB, 7)), _mm256_cvtepi32_ps(sum));
+    const __m256i isZero = _mm256_cmpeq_epi32(sum, zero);
+    const __m256i wc = _mm256_blendv_epi8(_mm256_cvttps_epi32(q), _mm256_set1_epi32(static_cast<int>(w)), isZero);
+    const __m256i wc2 = _mm256_or_si256(wc, _mm256_slli_epi32(wc, 16));
+    const __m256i wlo = _mm256_blendv_epi8(_mm256_unpacklo_epi32(wc2, wc2), wAll, alphaLanes);
+    const __m256i whi = _mm256_blendv_epi8(_mm256_unpackhi_epi32(wc2, wc2), wAll, alphaLanes);
+    const __m256i lo = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(va, zero), _mm256_sub_epi16(w128, wlo)),
+                         _mm256_mullo_epi16(_mm256_unpacklo_epi8(vb, zero), wlo)),
+        7);
+    const __m256i hi = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(va, zero), _mm256_sub_epi16(w128, whi)),
+                         _mm256_mullo_epi16(_mm256_unpackhi_epi8(vb, zero), whi)),
+        7);
+    return _mm256_packus_epi16(lo, hi);
+}
+
+// Rows are mostly flat in alpha (opaque pictures, solid titles), so the alpha
+// test runs once per 32 pixels: xor the two sides, or the four blocks, one
+// test of the alpha bytes, and the whole run takes the plain blend with no
+// branch per block. All loads come before the first store, so the in-place
+// row (destination = a) still reads its own source bytes.
+LY_TARGET_AVX2 size_t MixRowAvx2(const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n,
+                                 unsigned w) {
+    const __m256i bytePair = _mm256_set1_epi16(static_cast<short>((w << 8) | (128u - w)));
+    const __m256i alphaBytes = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
     size_t x = 0;
+    for (; x + 32 <= n; x += 32) {
+        const unsigned char *pa = a + 4 * x, *pb = b + 4 * x;
+        const __m256i a0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa)), a1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa + 32)), a2 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa + 64)), a3 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa + 96));
+        const __m256i b0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb)), b1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb + 32)), b2 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb + 64)), b3 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb + 96));
+        const __m256i diff = _mm256_or_si256(_mm256_or_si256(_mm256_xor_si256(a0, b0), _mm256_xor_si256(a1, b1)),
+                                             _mm256_or_si256(_mm256_xor_si256(a2, b2), _mm256_xor_si256(a3, b3)));
+        __m256i r0, r1, r2, r3;
+        if (_mm256_testz_si256(diff, alphaBytes)) {
+            r0 = MixEqualAlphaAvx2(a0, b0, bytePair);
+            r1 = MixEqualAlphaAvx2(a1, b1, bytePair);
+            r2 = MixEqualAlphaAvx2(a2, b2, bytePair);
+            r3 = MixEqualAlphaAvx2(a3, b3, bytePair);
+        } else {
+            r0 = MixAnyAlphaAvx2(a0, b0, w, bytePair);
+            r1 = MixAnyAlphaAvx2(a1, b1, w, bytePair);
+            r2 = MixAnyAlphaAvx2(a2, b2, w, bytePair);
+            r3 = MixAnyAlphaAvx2(a3, b3, w, bytePair);
+        }
+        unsigned char* pd = d + 4 * x;
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(pd), r0);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(pd + 32), r1);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(pd + 64), r2);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(pd + 96), r3);
+    }
     for (; x + 8 <= n; x += 8) {
         const __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + 4 * x));
         const __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + 4 * x));
-        const unsigned same = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(va, vb)));
-        if ((same & 0x88888888u) == 0x88888888u) {
-            const __m256i lo = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(va, vb), bytePair), 7);
-            const __m256i hi = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(va, vb), bytePair), 7);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 4 * x), _mm256_packus_epi16(lo, hi));
-            continue;
-        }
-        const __m256i aA = _mm256_srli_epi32(va, 24), bA = _mm256_srli_epi32(vb, 24);
-        const __m256i shareA = _mm256_mullo_epi16(aA, _mm256_set1_epi32(static_cast<int>(128u - w)));
-        const __m256i shareB = _mm256_mullo_epi16(bA, _mm256_set1_epi32(static_cast<int>(w)));
-        const __m256i sum = _mm256_add_epi32(shareA, shareB);
-        const __m256 q = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_slli_epi32(shareB, 7)), _mm256_cvtepi32_ps(sum));
-        const __m256i isZero = _mm256_cmpeq_epi32(sum, zero);
-        const __m256i wc =
-            _mm256_blendv_epi8(_mm256_cvttps_epi32(q), _mm256_set1_epi32(static_cast<int>(w)), isZero);
-        const __m256i wc2 = _mm256_or_si256(wc, _mm256_slli_epi32(wc, 16));
-        const __m256i wlo = _mm256_blendv_epi8(_mm256_unpacklo_epi32(wc2, wc2), wAll, alphaLanes);
-        const __m256i whi = _mm256_blendv_epi8(_mm256_unpackhi_epi32(wc2, wc2), wAll, alphaLanes);
-        const __m256i lo = _mm256_srli_epi16(
-            _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(va, zero), _mm256_sub_epi16(w128, wlo)),
-                             _mm256_mullo_epi16(_mm256_unpacklo_epi8(vb, zero), wlo)),
-            7);
-        const __m256i hi = _mm256_srli_epi16(
-            _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(va, zero), _mm256_sub_epi16(w128, whi)),
-                             _mm256_mullo_epi16(_mm256_unpackhi_epi8(vb, zero), whi)),
-            7);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 4 * x), _mm256_packus_epi16(lo, hi));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 4 * x), MixAnyAlphaAvx2(va, vb, w, bytePair));
     }
     return x;
 }

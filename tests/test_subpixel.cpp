@@ -76,6 +76,35 @@ uint32_t Pixel(const TestImage& im, int x, int y) {
     return v;
 }
 
+// Rows flat in alpha with a lone odd pixel: the vector forms test alpha once
+// per run of blocks, so a single differing alpha anywhere in a run, at a run's
+// edges or in the tail, must send just that run the slow way. In place too.
+TEST(SubPixelPaths, FlatAlphaRunsWithOneOddPixelAgreeWithScalar) {
+    for (int width : {31, 32, 33, 40, 63, 64, 65, 97, 130}) {
+        for (int odd = -1; odd <= width; odd += (odd < 2 || odd > width - 3) ? 1 : 7) {
+            std::vector<unsigned char> src(4 * static_cast<size_t>(width + 1));
+            lytest::FillRandom(src.data(), src.size());
+            for (int x = 0; x <= width; ++x) src[4 * x + 3] = x == odd ? 254 : 255;
+            for (int w : {1, 45, 64, 127}) {
+                std::vector<unsigned char> want(4 * static_cast<size_t>(width));
+                {
+                    lytest::ScopedIsa cap(ly::Isa::Scalar);
+                    DoSubPixel_X_OneLine(src.data(), want.data(), width, w);
+                }
+                for (ly::Isa isa : lytest::AvailableIsas()) {
+                    lytest::ScopedIsa cap(isa);
+                    std::vector<unsigned char> got(want.size()), inPlace(src);
+                    DoSubPixel_X_OneLine(src.data(), got.data(), width, w);
+                    DoSubPixel_X_OneLine(inPlace.data(), inPlace.data(), width, w);
+                    ASSERT_EQ(want, got) << "width " << width << " odd " << odd << " w " << w;
+                    ASSERT_TRUE(std::equal(want.begin(), want.end(), inPlace.begin()))
+                        << "in place, width " << width << " odd " << odd << " w " << w;
+                }
+            }
+        }
+    }
+}
+
 TEST(SubPixel, WholePixelShiftsAreCopies) {
     constexpr int kWidth = 45, kHeight = 17;
     for (ly::Isa isa : lytest::AvailableIsas()) {
