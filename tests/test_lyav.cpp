@@ -362,7 +362,7 @@ TEST_F(LyavTest, DemoWritesEveryFileItAnnounces) {
         ++announced;
         ASSERT_TRUE(fs::is_regular_file(path)) << path;
         EXPECT_GT(fs::file_size(path), 0u) << path;
-        if (fs::path(path).extension() == ".png") EXPECT_GT(DecodePng(path).width, 0) << path;
+        if (fs::path(path).extension() == ".png") { EXPECT_GT(DecodePng(path).width, 0) << path; }
     }
     EXPECT_GE(announced, 12);
     EXPECT_EQ(announced, std::distance(fs::directory_iterator(P("out")), fs::directory_iterator()));
@@ -422,7 +422,7 @@ TEST_F(LyavTest, PlanarFramesAgreeWithFfmpeg) {
         ASSERT_EQ(a.size(), 64u * 36 * 3 / 2) << chroma;
         ASSERT_EQ(b.size(), a.size()) << chroma;
         EXPECT_TRUE(a.compare(0, 64 * 36, b, 0, 64 * 36) == 0) << chroma << ": luma changed";
-        if (std::string(chroma) == "nearest") EXPECT_TRUE(a == b) << "nearest 4:2:0 round trip";
+        if (std::string(chroma) == "nearest") { EXPECT_TRUE(a == b) << "nearest 4:2:0 round trip"; }
     }
     // yuv411p: the tool's file size is ffmpeg's.
     make("yuv411p", P("f411.yuv"));
@@ -447,7 +447,7 @@ TEST_F(LyavTest, CrawlWritesMovingFrames) {
             ASSERT_EQ(frames.back().width, 320);
             ASSERT_EQ(frames.back().height, 180);
             EXPECT_EQ(frames.back().At(3, 3)[0], 255) << "the white bar shows outside the title";
-            if (i > 0) EXPECT_GT(MaxDiff(frames[i - 1], frames[i]), 0) << direction << " frame " << i;
+            if (i > 0) { EXPECT_GT(MaxDiff(frames[i - 1], frames[i]), 0) << direction << " frame " << i; }
         }
         EXPECT_EQ(std::distance(fs::directory_iterator(out), fs::directory_iterator()), 4);
     }
