@@ -441,6 +441,30 @@ bool ChromaSize(ELyPixelFormat format, int width, int height, int& columns, int&
     return columns >= 1 && rows >= 1;
 }
 
+// What both directions check and derive before any row is touched: false
+// refuses (nothing written). `columns` and `chromaRows` are the chroma plane's
+// size, `pairs` the whole 4:2:2 pairs of a row.
+struct SLyPlanarCall {
+    int columns = 0;
+    int chromaRows = 0;
+    size_t pairs = 0;
+    bool filtered = false;
+    bool oddPixel = false;
+    Isa isa = Isa::Scalar;
+};
+
+bool PreparePlanarCall(bool pointersSet, int width, int height, ELyPixelFormat planarFormat, ELyChromaMode mode,
+                       SLyPlanarCall& call) {
+    if (!pointersSet || width < 1 || height < 1) return false;
+    if (mode != ChromaMode_Nearest && mode != ChromaMode_Filtered) return false;
+    if (!ChromaSize(planarFormat, width, height, call.columns, call.chromaRows)) return false;
+    call.isa = ly::ActiveIsa();
+    call.filtered = mode == ChromaMode_Filtered;
+    call.pairs = static_cast<size_t>(width) / 2;
+    call.oddPixel = (width & 1) != 0;
+    return true;
+}
+
 }  // namespace
 }  // namespace ly::planar
 
@@ -451,17 +475,13 @@ using namespace ly::planar;
 int YUVPlanerToUYVY422(const unsigned char* yPlane, int yPitch, const unsigned char* uPlane, int uPitch,
                        const unsigned char* vPlane, int vPitch, unsigned char* destination, int destinationPitch,
                        int width, int height, ELyPixelFormat planarFormat, ELyChromaMode mode) {
-    if (yPlane == nullptr || uPlane == nullptr || vPlane == nullptr || destination == nullptr || width < 1 ||
-        height < 1)
+    SLyPlanarCall call;
+    if (!PreparePlanarCall(yPlane && uPlane && vPlane && destination, width, height, planarFormat, mode, call))
         return 0;
-    if (mode != ChromaMode_Nearest && mode != ChromaMode_Filtered) return 0;
-    int columns = 0, chromaRows = 0;
-    if (!ChromaSize(planarFormat, width, height, columns, chromaRows)) return 0;
-
-    const ly::Isa isa = ly::ActiveIsa();
-    const bool filtered = mode == ChromaMode_Filtered;
-    const size_t pairs = static_cast<size_t>(width) / 2;
-    const bool oddPixel = (width & 1) != 0;
+    const int columns = call.columns, chromaRows = call.chromaRows;
+    const ly::Isa isa = call.isa;
+    const bool filtered = call.filtered, oddPixel = call.oddPixel;
+    const size_t pairs = call.pairs;
 
     ly::ParallelRows(ly::PoolRoute::Internal, height, [&](int first, int rows) {
         unsigned char uChunk[kChunkPairs], vChunk[kChunkPairs];
@@ -512,16 +532,12 @@ int YUVPlanerToUYVY422(const unsigned char* yPlane, int yPitch, const unsigned c
 int UYVY422ToYUVPlaner(const unsigned char* source, int sourcePitch, unsigned char* yPlane, int yPitch,
                        unsigned char* uPlane, int uPitch, unsigned char* vPlane, int vPitch, int width, int height,
                        ELyPixelFormat planarFormat, ELyChromaMode mode) {
-    if (source == nullptr || yPlane == nullptr || uPlane == nullptr || vPlane == nullptr || width < 1 || height < 1)
-        return 0;
-    if (mode != ChromaMode_Nearest && mode != ChromaMode_Filtered) return 0;
-    int columns = 0, chromaRows = 0;
-    if (!ChromaSize(planarFormat, width, height, columns, chromaRows)) return 0;
-
-    const ly::Isa isa = ly::ActiveIsa();
-    const bool filtered = mode == ChromaMode_Filtered;
-    const size_t pairs = static_cast<size_t>(width) / 2;
-    const bool oddPixel = (width & 1) != 0;
+    SLyPlanarCall call;
+    if (!PreparePlanarCall(source && yPlane && uPlane && vPlane, width, height, planarFormat, mode, call)) return 0;
+    const int columns = call.columns, chromaRows = call.chromaRows;
+    const ly::Isa isa = call.isa;
+    const bool filtered = call.filtered, oddPixel = call.oddPixel;
+    const size_t pairs = call.pairs;
 
     // Each output row (a 4:2:0 chroma row too) is written by the band that
     // holds its top source row, so bands never share a written row.
