@@ -167,7 +167,8 @@ size_t Edge16RowSse2(const unsigned char* a, unsigned char* d, size_t n, unsigne
 // a signed byte one multiply-add does a pair of channels.
 LY_TARGET_AVX2 inline __m256i MixEqualAlphaAvx2(__m256i va, __m256i vb, __m256i bytePair) {
     const __m256i lo = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(va, vb), bytePair), 7);
-    const __m256i hi = _mm256_srli_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(va, vb), bytePair), 7);
+    const __m256i hi = _mm256_mulhi_epu16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(va, vb), bytePair),
+                                          _mm256_set1_epi16(512));
     return _mm256_packus_epi16(lo, hi);
 }
 
@@ -201,10 +202,14 @@ LY_TARGET_AVX2 inline __m256i MixAnyAlphaAvx2(__m256i va, __m256i vb, unsigned w
 }
 
 // Rows are mostly flat in alpha (opaque pictures, solid titles), so the alpha
-// test runs once per 32 pixels: xor the two sides, or the four blocks, one
-// test of the alpha bytes, and the whole run takes the plain blend with no
-// branch per block. All loads come before the first store, so the in-place
-// row (destination = a) still reads its own source bytes.
+// test runs once per 32 pixels and the whole run takes the plain blend with
+// no branch per block. Along a row (kAlongRow: b is a one pixel on) the 33
+// pixels are all opaque or not: four ands, the cheapest test, and what keeps
+// the row within reach of a plain copy. Down a column the two rows are
+// compared: xor the two sides, or the four blocks, one test of the alpha
+// bytes. All loads come before the first store, so the in-place row
+// (destination = a) still reads its own source bytes.
+template <bool kAlongRow>
 LY_TARGET_AVX2 size_t MixRowAvx2(const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n,
                                  unsigned w) {
     const __m256i bytePair = _mm256_set1_epi16(static_cast<short>((w << 8) | (128u - w)));
@@ -214,10 +219,18 @@ LY_TARGET_AVX2 size_t MixRowAvx2(const unsigned char* a, const unsigned char* b,
         const unsigned char *pa = a + 4 * x, *pb = b + 4 * x;
         const __m256i a0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa)), a1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa + 32)), a2 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa + 64)), a3 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pa + 96));
         const __m256i b0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb)), b1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb + 32)), b2 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb + 64)), b3 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pb + 96));
-        const __m256i diff = _mm256_or_si256(_mm256_or_si256(_mm256_xor_si256(a0, b0), _mm256_xor_si256(a1, b1)),
-                                             _mm256_or_si256(_mm256_xor_si256(a2, b2), _mm256_xor_si256(a3, b3)));
+        bool flat;
+        if constexpr (kAlongRow) {
+            flat = _mm256_testc_si256(
+                _mm256_and_si256(_mm256_and_si256(a0, a1), _mm256_and_si256(_mm256_and_si256(a2, a3), b3)), alphaBytes);
+        } else {
+            flat = _mm256_testz_si256(
+                _mm256_or_si256(_mm256_or_si256(_mm256_xor_si256(a0, b0), _mm256_xor_si256(a1, b1)),
+                                _mm256_or_si256(_mm256_xor_si256(a2, b2), _mm256_xor_si256(a3, b3))),
+                alphaBytes);
+        }
         __m256i r0, r1, r2, r3;
-        if (_mm256_testz_si256(diff, alphaBytes)) {
+        if (flat) {
             r0 = MixEqualAlphaAvx2(a0, b0, bytePair);
             r1 = MixEqualAlphaAvx2(a1, b1, bytePair);
             r2 = MixEqualAlphaAvx2(a2, b2, bytePair);
@@ -291,6 +304,7 @@ LY_TARGET_AVX2 size_t Edge16RowAvx2(const unsigned char* a, unsigned char* d, si
 
 // ------------------------------------------------------------ row functions
 
+template <bool kAlongRow>
 void MixRow(Isa isa, const unsigned char* a, const unsigned char* b, unsigned char* d, size_t n, unsigned w) {
     // The end weights give one side whole, alpha and colour (a divisor of 0
     // falls back to w, which picks that same side).
@@ -298,7 +312,8 @@ void MixRow(Isa isa, const unsigned char* a, const unsigned char* b, unsigned ch
         std::memmove(d, w == 0 ? a : b, 4 * n);
         return;
     }
-    const size_t done = LY_WIDEST_FORM(isa, MixRowAvx2(a, b, d, n, w), MixRowSse2(a, b, d, n, w), size_t{0});
+    const size_t done =
+        LY_WIDEST_FORM(isa, MixRowAvx2<kAlongRow>(a, b, d, n, w), MixRowSse2(a, b, d, n, w), size_t{0});
     MixRowScalar(a, b, d, done, n, w);
 }
 
@@ -330,13 +345,13 @@ using namespace ly::subpixel;
 
 void DoSubPixel_X_OneLine(const unsigned char* source, unsigned char* destination, int width, int weight) {
     if (!RowArgsOk(source, destination, width, weight)) return;
-    MixRow(ly::ActiveIsa(), source, source + 4, destination, static_cast<size_t>(width), static_cast<unsigned>(weight));
+    MixRow<true>(ly::ActiveIsa(), source, source + 4, destination, static_cast<size_t>(width), static_cast<unsigned>(weight));
 }
 
 void DoSubPixel_X_LastPixel(const unsigned char* source, unsigned char* destination, int width, int weight) {
     if (!RowArgsOk(source, destination, width, weight)) return;
     const size_t last = static_cast<size_t>(width) - 1;
-    MixRow(ly::ActiveIsa(), source, source + 4, destination, last, static_cast<unsigned>(weight));
+    MixRow<true>(ly::ActiveIsa(), source, source + 4, destination, last, static_cast<unsigned>(weight));
     ly::Store32(destination + 4 * last, EdgePixel(ly::Load32(source + 4 * last), static_cast<unsigned>(weight)));
 }
 
@@ -350,7 +365,7 @@ void DoSubPixel_Y_TwoLine_Image(const unsigned char* source, int sourcePitch, un
     if (!RowArgsOk(source, destination, width, weight) || height < 1) return;
     const ly::Isa isa = ly::ActiveIsa();
     ly::ParallelEachRow(height, [&](int r) {
-        MixRow(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(source, sourcePitch, r + 1),
+        MixRow<false>(isa, ly::RowAt(source, sourcePitch, r), ly::RowAt(source, sourcePitch, r + 1),
                ly::RowAt(destination, destinationPitch, r), static_cast<size_t>(width), static_cast<unsigned>(weight));
     });
 }
