@@ -219,10 +219,12 @@ TEST(ThreadPool, JobExceptionsComeOutOfTheCallersWaitAtEveryPoolSize) {
     }
 }
 
-// Workers that find their job already taken by another (woken late, or
-// beaten by one still watching for work) go back to waiting; none may be lost.
+// Every queued job wakes a worker of its own, so T jobs run at once on T
+// workers (the gate below hangs otherwise). Workers that find their job
+// already taken by another (woken late, or beaten by one still watching for
+// work) go back to waiting; none may be lost.
 TEST(ThreadPool, EveryWorkerStillTakesJobsAfterManyDispatches) {
-    for (int size : {2, 4}) {
+    for (int size : {2, 4, 16}) {
         lytest::ScopedPoolThreads pool(size);
         std::atomic<int> counter{0};
         for (int round = 0; round < 500; ++round) {

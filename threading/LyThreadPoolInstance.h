@@ -164,10 +164,15 @@ private:
     void Shutdown();
     void WorkerLoop(CLyWorkThreadPrivate* self);
     // Picks one sleeping worker to wake if queued jobs are left that no
-    // awake worker will take (pool lock held); the caller signals it after
-    // releasing the lock. Wake-ups go out one at a time: each woken worker
-    // wakes the next once it runs, so the scheduler places every worker while
-    // the previous one already occupies a processor.
+    // awake, spinning or already signalled worker will take (pool lock held);
+    // the caller signals it after releasing the lock. Every job gets its
+    // wake-up as it is queued. Handing the wake-ups on from worker to worker
+    // instead (each woken worker waking the next) was measured to stack both
+    // bands of a 2-thread pool on one processor in most calls that followed
+    // an idle gap: the second worker was queued behind the first, which was
+    // already running there, while the caller's processor went idle in Wait.
+    // Woken together by the caller, one worker takes the idle processor and
+    // the other the caller's, which frees as soon as the caller blocks.
     CLyWorkThreadPrivate* WorkerToWake();
     static void Signal(CLyWorkThreadPrivate* worker);
     // Counts a finished job of `q` and tells the owner when it was the last

@@ -181,8 +181,8 @@ unsigned CLyThreadPoolInstance::CLyWorkThreadPrivate::ThreadProc(CLyWorkThreadPr
 }
 
 CLyThreadPoolInstance::CLyWorkThreadPrivate* CLyThreadPoolInstance::WorkerToWake() {
-    if (queuedJobs_ == 0 || sleeperCount_ == 0 || wakesInFlight_ > 0) return nullptr;
-    if (queuedJobs_ <= static_cast<uint32_t>(spinningWorkers_)) return nullptr;
+    if (queuedJobs_ == 0 || sleeperCount_ == 0) return nullptr;
+    if (queuedJobs_ <= static_cast<uint32_t>(spinningWorkers_ + wakesInFlight_)) return nullptr;
     CLyWorkThreadPrivate* w = sleepers_[--sleeperCount_];
     w->woken = true;
     ++wakesInFlight_;
