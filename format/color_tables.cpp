@@ -77,6 +77,10 @@ constexpr SLyColorTableSet kColorTableSets[2] = {BuildTableSet(kBT601), BuildTab
 constexpr SLyArith kColorArith = BuildArith(kColorMatrices);
 static_assert(TableBoundsHold(kColorTableSets[0]) && TableBoundsHold(kColorTableSets[1]),
               "the vector converters' saturation shortcuts need these table bounds");
+static_assert(FormsExact(kColorTableSets[0], kWordForms[0]) && FormsExact(kColorTableSets[1], kWordForms[1]),
+              "the AVX2 converters' 16-bit forms must reproduce every table word");
+static_assert(KernelShapeHolds(kWordForms[0]) && KernelShapeHolds(kWordForms[1]),
+              "the AVX2 converters' shapes rely on these properties of their constants");
 static_assert(ArithmeticFormExact(kColorTableSets[0], kColorArith, 0) &&
                   ArithmeticFormExact(kColorTableSets[1], kColorArith, 1),
               "the AVX2 converters' products must reproduce every table word");
