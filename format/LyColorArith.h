@@ -205,24 +205,19 @@ constexpr bool FusedFormExact(const SLyColorTableSet& t, const SLyArith& a, int 
 // ---------------------------------------------------------------- 16-bit forms
 // Every column of both table sets is also reproduced exactly, at every index
 // x in 0 .. 255, by 16-bit integer arithmetic:
-//     word(x) = i * x + mulhrs(x + e, f) + c,  mulhrs(a, b) = (a * b + 2^14) >> 15,
+//     word(x) = i * (x + e) + mulhrs(x + e, f) + c,  mulhrs(a, b) = (a * b + 2^14) >> 15,
 // mulhrs being the vector units' rounding high multiply. The fraction f / 2^15
 // and the phase e were found by a search (i is the slope's whole part, c
 // follows from the first entry); FormsExact proves them here, so a constant
 // that drifts fails the build. The AVX2 converters work with these forms,
 // sixteen words per operation and integer operations only, so their bytes do
 // not depend on the floating-point environment.
-//
-// Each kernel adds a phase only where the layout of its constants needs one:
-// the inverse forms share one phase per chroma input (U -> B with U -> G,
-// V -> G with V -> R), and the forward forms have phase 0 except R -> U,
-// R -> V and B -> U (KernelShapeHolds).
 struct SLyWordForm {
     int i, e, f, c;
 };
 
 constexpr int MulHrs(int a, int b) { return (a * b + (1 << 14)) >> 15; }
-constexpr int FormWord(const SLyWordForm& w, int x) { return w.i * x + MulHrs(x + w.e, w.f) + w.c; }
+constexpr int FormWord(const SLyWordForm& w, int x) { return w.i * (x + w.e) + MulHrs(x + w.e, w.f) + w.c; }
 
 struct SLyInvForms {
     SLyWordForm y, ub, ug, vg, vr;  // Y; U -> B, U -> G; V -> G, V -> R
@@ -236,25 +231,24 @@ struct SLyWordForms {
 };
 
 inline constexpr SLyWordForms kWordForms[2] = {
-    {{{{-10, 0, 16879, 0}, {-19, 0, 12321, 0}, {28, 46, 3565, -5}},
+    {{{{-10, 0, 16879, 0}, {-19, 0, 12321, 0}, {28, 46, 3565, -1293}},
       {{16, 0, 14261, 0}, {32, 0, 8599, 0}, {6, 0, 8702, 0}},
-      {{28, 46, 3565, -5}, {-24, 0, 15099, 0}, {-5, 0, 14102, 0}}},
-     {{74, 7, 17092, -1196}, {129, -128, 3277, -16512}, {-26, -128, 30304, 3328}, {-53, -3, 31719, 6663},
-      {102, -3, 4718, -13074}}},
-    {{{{-7, -73, 18401, 41}, {-22, 0, 10801, 0}, {28, 46, 3565, -5}},
+      {{28, 46, 3565, -1293}, {-24, 0, 15099, 0}, {-5, 0, 14102, 0}}},
+     {{74, 7, 17092, -1714}, {129, -128, 3277, 0}, {-26, -128, 30304, 0}, {-53, -128, 31718, 0},
+      {102, -128, 4717, 0}}},
+    {{{{-7, -73, 18401, -470}, {-22, 0, 10801, 0}, {28, 46, 3565, -1293}},
       {{11, 0, 22491, 0}, {39, 0, 10118, 0}, {3, 0, 31719, 0}},
-      {{28, 46, 3565, -5}, {-26, 0, 15414, 0}, {-3, 0, 13789, 0}}},
-     {{74, 7, 17092, -1196}, {135, -128, 6338, -17280}, {-14, -128, 11636, 1792}, {-35, -128, 29307, 4480},
-      {114, -128, 24012, -14592}}},
+      {{28, 46, 3565, -1293}, {-26, 0, 15414, 0}, {-3, 0, 13789, 0}}},
+     {{74, 7, 17092, -1714}, {135, -128, 6338, 0}, {-14, -128, 11636, 0}, {-35, -128, 29307, 0},
+      {114, -128, 24012, 0}}},
 };
 
 constexpr bool In16(int v) { return v >= -32768 && v <= 32767; }
-constexpr bool In8(int v) { return v >= -128 && v <= 127; }
 
 // A form fits 16-bit lanes when its constants and its multiplicand x + e do;
-// the sum itself may wrap on the way, since the table word it ends at fits.
+// the sum may wrap on the way, since the table word it ends at fits.
 constexpr bool ColumnExact(const SLyWordForm& w, const int16_t (&col)[256][4], int k) {
-    if (!In16(w.i) || !In16(w.f) || !In16(w.e) || !In16(w.e + 255)) return false;
+    if (!In16(w.i) || !In16(w.f) || !In16(w.c) || !In16(w.e) || !In16(w.e + 255)) return false;
     for (int x = 0; x < 256; ++x)
         if (FormWord(w, x) != col[x][k]) return false;
     return true;
@@ -271,43 +265,23 @@ constexpr bool FormsExact(const SLyColorTableSet& t, const SLyWordForms& f) {
            ColumnExact(f.inv.vr, t.inv[kTabV], 2) && t.inv[kTabU][0][2] == 0 && t.inv[kTabV][0][0] == 0;
 }
 
-// Range of a column's words plus a constant.
-struct SLyRange {
-    int lo, hi;
-};
-constexpr SLyRange ColumnRange(const SLyWordForm& w, int add) {
-    SLyRange r{FormWord(w, 0) + add, FormWord(w, 0) + add};
-    for (int x = 1; x < 256; ++x) {
-        r.lo = std::min(r.lo, FormWord(w, x) + add);
-        r.hi = std::max(r.hi, FormWord(w, x) + add);
-    }
-    return r;
-}
-
-// What the kernels' shapes take for granted. Inverse: the chroma inputs'
-// shared phases; the luma constant moved over to the chroma sums, which holds
-// because the moved words still fit 16 bits, so the saturating add of
-// chroma and luma sees the same total; the integer parts taken two bytes at
-// a time (vpmaddubsw: signed byte factors whose sums cannot saturate).
-// Forward: the phases that are 0 and the integer parts by byte pairs.
+// What the kernels' shapes take for granted. Inverse: every chroma form has
+// phase -128 and constant 0 (the sample with its top bit flipped, read as a
+// signed byte, is all the form needs), and green's whole parts are not
+// positive, so their negations are unsigned byte factors for vpmaddubsw.
+// Forward: the phases are 0 except R -> U, R -> V and B -> U, and the whole
+// parts of B and G are signed byte factors whose products cannot saturate.
 constexpr bool KernelShapeHolds(const SLyWordForms& f) {
     const SLyInvForms& v = f.inv;
-    if (v.ub.e != v.ug.e || v.vg.e != v.vr.e) return false;
-    const int cy = v.y.c;
-    const SLyRange y = ColumnRange(v.y, -cy), b = ColumnRange(v.ub, cy), r = ColumnRange(v.vr, cy);
-    const SLyRange gu = ColumnRange(v.ug, cy), gv = ColumnRange(v.vg, 0);
-    for (int e : {y.lo, y.hi, b.lo, b.hi, r.lo, r.hi, gu.lo + gv.lo, gu.hi + gv.hi})
-        if (!In16(e)) return false;
-    if (!In8(v.y.i) || !In8(v.ug.i) || !In8(v.vg.i) || (std::abs(v.ug.i) + std::abs(v.vg.i)) * 255 > 32767)
-        return false;
+    for (const SLyWordForm* w : {&v.ub, &v.ug, &v.vg, &v.vr})
+        if (w->e != -128 || w->c != 0) return false;
+    if (v.ug.i > 0 || v.vg.i > 0 || (v.ug.i + v.vg.i) * -128 > 32767) return false;
     const SLyFwdForms& w = f.fwd;
     for (int c = 0; c < 3; ++c)
         if (w.y[c].e != 0 || (c != kTabR && w.v[c].e != 0) || (c == kTabG && w.u[c].e != 0)) return false;
-    for (const SLyWordForm* k : {w.u, w.y, w.v}) {
-        for (int c = 0; c < 3; ++c)
-            if (!In8(k[c].i)) return false;
-        if ((std::abs(k[kTabB].i) + std::abs(k[kTabG].i)) * 255 > 32767) return false;
-    }
+    for (const SLyWordForm* k : {w.u, w.y, w.v})
+        for (int c : {kTabB, kTabG})
+            if (k[c].i < -64 || k[c].i > 63) return false;  // two products within int16
     return true;
 }
 

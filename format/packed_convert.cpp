@@ -376,27 +376,33 @@ LY_TARGET_AVX2 inline __m256i LanePair(int even, int odd) {
 
 // Sixteen 32-bit pixels as two vectors of 16-bit words, bytes 0 | 1 << 8 and
 // bytes 2 | 3 << 8. Per 128-bit lane: four pixels of `a`'s lane, then four
-// of `b`'s; the 16-bit unpacks undo exactly that.
+// of `b`'s; the 16-bit unpacks of the results undo exactly that.
 struct SLyWordPlanes {
     __m256i lo, hi;
 };
 LY_TARGET_AVX2 inline SLyWordPlanes SplitPixels(__m256i a, __m256i b) {
-    const __m256i low = _mm256_set1_epi32(0xFFFF);
-    return {_mm256_packus_epi32(_mm256_and_si256(a, low), _mm256_and_si256(b, low)),
-            _mm256_packus_epi32(_mm256_srli_epi32(a, 16), _mm256_srli_epi32(b, 16))};
+    const __m256i halves = LaneMask(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    a = _mm256_shuffle_epi8(a, halves);
+    b = _mm256_shuffle_epi8(b, halves);
+    return {_mm256_unpacklo_epi64(a, b), _mm256_unpackhi_epi64(a, b)};
 }
 
-// One forward output (U, Y or V) of the forms: the integer parts by byte
-// pairs (B and G at once), the three fractions, and every constant with the
-// layout's offset in one. The words may wrap on the way; the total is the
+// One forward output (U, Y or V) of the forms: the whole parts of the bytes
+// themselves (B and G at once, by byte pairs), the three fractions, and every
+// constant, the whole parts' phases and the layout's offset in one. The words may wrap on the way; the total is the
 // table sum with its offset, which lies within 0 .. 255 * 64 + 63
 // (TableBoundsHold), so no saturating step of the table rule could have fired.
 struct SLyFwdOutput {
     __m256i bgI, rI, fR, fG, fB, k;
 };
+constexpr int FwdConstant(const SLyWordForm (&w)[3]) {
+    int k = 0;
+    for (int c = 0; c < 3; ++c) k += w[c].c + w[c].i * w[c].e;
+    return k;
+}
 LY_TARGET_AVX2 inline SLyFwdOutput FwdOutput(const SLyWordForm (&w)[3], int offset) {
     return {BytePair(w[kTabB].i, w[kTabG].i), Words(w[kTabR].i),   Words(w[kTabR].f),
-            Words(w[kTabG].f),               Words(w[kTabB].f),   Words(w[kTabR].c + w[kTabG].c + w[kTabB].c + offset)};
+            Words(w[kTabG].f),               Words(w[kTabB].f),   Words(FwdConstant(w) + offset)};
 }
 struct SLyFwdKernel {
     SLyFwdOutput u, y, v;
@@ -468,31 +474,28 @@ LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d,
 // Eight UYVY pairs (32 bytes) -> sixteen BGRA pixels. Words U | Y0 << 8 and
 // V | Y1 << 8: Y by a shift, U and V by a mask, and the chroma forms run on
 // U and V side by side with per-lane constants (U -> B beside V -> R, then
-// U -> G beside V -> G, whose halves are added across the pair). The luma
-// constant rides in the chroma sums (KernelShapeHolds). The quadwords are
-// reordered on loading so that the final unpacks leave the pixels in order.
+// U -> G beside V -> G, whose halves are added across the pair). The chroma
+// forms have phase -128 and no constant (KernelShapeHolds). The quadwords
+// are reordered on loading so that the final unpacks leave the pixels in
+// order.
 LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvForms& f, const unsigned char* s, unsigned char* d, int pairs) {
-    const int cy = f.y.c;
-    const __m256i e = LanePair(f.ub.e, f.vr.e);
     const __m256i brI = LanePair(f.ub.i, f.vr.i), brF = LanePair(f.ub.f, f.vr.f);
-    const __m256i brC = LanePair(f.ub.c + cy, f.vr.c + cy);
-    const __m256i gI = LanePair(f.ug.i, f.vg.i), gF = LanePair(f.ug.f, f.vg.f), gC = LanePair(f.ug.c + f.vg.c + cy, 0);
-    const __m256i yI = Words(f.y.i), yE = Words(f.y.e), yF = Words(f.y.f);
-    const __m256i low = Words(0xFF), alpha = Words(255);
+    const __m256i gI = LanePair(f.ug.i, f.vg.i), gF = LanePair(f.ug.f, f.vg.f);
+    const __m256i yI = Words(f.y.i), yE = Words(f.y.e), yF = Words(f.y.f), yC = Words(f.y.c);
+    const __m256i low = Words(0xFF), half = Words(128), alpha = Words(255);
     const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
     const __m256i dupU = LaneMask(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
     const __m256i dupV = LaneMask(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
     int done = 0;
     for (; done + 8 <= pairs; done += 8, s += 32, d += 64) {
         const __m256i w = _mm256_permute4x64_epi64(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)), 0xD8);
-        const __m256i y = _mm256_srli_epi16(w, 8);
-        const __m256i uv = _mm256_and_si256(w, low);
-        const __m256i x = _mm256_add_epi16(uv, e);
-        const __m256i br = _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(uv, brI), _mm256_mulhrs_epi16(x, brF)), brC);
-        __m256i g = _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(uv, gI), _mm256_mulhrs_epi16(x, gF)), gC);
+        const __m256i x = _mm256_sub_epi16(_mm256_and_si256(w, low), half);
+        const __m256i br = _mm256_add_epi16(_mm256_mullo_epi16(x, brI), _mm256_mulhrs_epi16(x, brF));
+        __m256i g = _mm256_add_epi16(_mm256_mullo_epi16(x, gI), _mm256_mulhrs_epi16(x, gF));
         g = _mm256_add_epi16(g, _mm256_shuffle_epi8(g, swap));
+        const __m256i y = _mm256_add_epi16(_mm256_srli_epi16(w, 8), yE);
         const __m256i ty =
-            _mm256_add_epi16(_mm256_mullo_epi16(y, yI), _mm256_mulhrs_epi16(_mm256_add_epi16(y, yE), yF));
+            _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(y, yI), _mm256_mulhrs_epi16(y, yF)), yC);
         const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupU), ty), 6);
         const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupV), ty), 6);
         const __m256i gg = _mm256_srai_epi16(_mm256_adds_epi16(g, ty), 6);
@@ -537,34 +540,30 @@ LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdForms& f, const SLyColorTableSet& 
     return done;
 }
 
-// Sixteen VUYA pixels a step, as words V | U << 8 and Y | A << 8. The luma
-// constant rides in the chroma sums and green's integer parts come from one
-// byte-pair multiply (KernelShapeHolds); the chroma sums never saturate and
-// the saturating add with luma is the table rule's.
+// Sixteen VUYA pixels a step, as words V | U << 8 and Y | A << 8. With the
+// top bit of V and U flipped the bytes are V - 128 and U - 128 as signed
+// bytes, which is what the chroma forms take (KernelShapeHolds): byte-pair
+// multiplies widen them, and one of them also gives green's whole parts,
+// negated. The chroma sums never saturate and the saturating add with luma
+// is the table rule's.
 LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvForms& f, const unsigned char* s, unsigned char* d, int width) {
-    const int cy = f.y.c;
-    const __m256i yI = Words(f.y.i), yE = Words(f.y.e), yF = Words(f.y.f);
-    const __m256i uE = Words(f.ub.e), vE = Words(f.vr.e);
-    const __m256i ubI = Words(f.ub.i), ubF = Words(f.ub.f), bC = Words(f.ub.c + cy);
-    const __m256i vrI = Words(f.vr.i), vrF = Words(f.vr.f), rC = Words(f.vr.c + cy);
-    const __m256i gI = BytePair(f.vg.i, f.ug.i), ugF = Words(f.ug.f), vgF = Words(f.vg.f);
-    const __m256i gC = Words(f.ug.c + f.vg.c + cy);
-    const __m256i low = Words(0xFF);
+    const __m256i yI = Words(f.y.i), yE = Words(f.y.e), yF = Words(f.y.f), yC = Words(f.y.c);
+    const __m256i ubI = Words(f.ub.i), ubF = Words(f.ub.f), vrI = Words(f.vr.i), vrF = Words(f.vr.f);
+    const __m256i ugF = Words(f.ug.f), vgF = Words(f.vg.f), gI = BytePair(-f.vg.i, -f.ug.i);
+    const __m256i flip = Words(0x8080), low = Words(0xFF), takeV = BytePair(1, 0), takeU = BytePair(0, 1);
     int done = 0;
     for (; done + 16 <= width; done += 16, s += 64, d += 64) {
         const SLyWordPlanes p = SplitPixels(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
                                             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
-        const __m256i v = _mm256_and_si256(p.lo, low), u = _mm256_srli_epi16(p.lo, 8);
-        const __m256i y = _mm256_and_si256(p.hi, low);
-        const __m256i xu = _mm256_add_epi16(u, uE), xv = _mm256_add_epi16(v, vE);
+        const __m256i vu = _mm256_xor_si256(p.lo, flip);
+        const __m256i v = _mm256_maddubs_epi16(takeV, vu), u = _mm256_maddubs_epi16(takeU, vu);
+        const __m256i y = _mm256_add_epi16(_mm256_and_si256(p.hi, low), yE);
         const __m256i ty =
-            _mm256_add_epi16(_mm256_mullo_epi16(y, yI), _mm256_mulhrs_epi16(_mm256_add_epi16(y, yE), yF));
-        const __m256i cb = _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(u, ubI), _mm256_mulhrs_epi16(xu, ubF)), bC);
-        const __m256i cr = _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(v, vrI), _mm256_mulhrs_epi16(xv, vrF)), rC);
-        const __m256i cg = _mm256_add_epi16(
-            _mm256_add_epi16(_mm256_maddubs_epi16(p.lo, gI),
-                             _mm256_add_epi16(_mm256_mulhrs_epi16(xu, ugF), _mm256_mulhrs_epi16(xv, vgF))),
-            gC);
+            _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(y, yI), _mm256_mulhrs_epi16(y, yF)), yC);
+        const __m256i cb = _mm256_add_epi16(_mm256_mullo_epi16(u, ubI), _mm256_mulhrs_epi16(u, ubF));
+        const __m256i cr = _mm256_add_epi16(_mm256_mullo_epi16(v, vrI), _mm256_mulhrs_epi16(v, vrF));
+        const __m256i cg = _mm256_sub_epi16(_mm256_add_epi16(_mm256_mulhrs_epi16(u, ugF), _mm256_mulhrs_epi16(v, vgF)),
+                                            _mm256_maddubs_epi16(gI, vu));
         const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(cb, ty), 6);
         const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(cg, ty), 6);
         const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(cr, ty), 6);
