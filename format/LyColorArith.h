@@ -1,73 +1,17 @@
 #ifndef LYAVUTILS_FORMAT_LYCOLORARITH_H
 #define LYAVUTILS_FORMAT_LYCOLORARITH_H
 
-// Internal: the arithmetic forms of the colour tables. The AVX2 converters
-// compute table words as products in single precision instead of looking
-// them up; that gives the tables' bytes only because the facts below hold,
-// and they are facts about compile-time constants, so they are proved at
-// compile time (format/color_tables.cpp) rather than checked at load.
+// Internal: what the vector converters rely on about the colour tables. They
+// skip saturation steps that cannot fire and the AVX2 forms compute table
+// words instead of looking them up; both are sound only because of facts
+// about compile-time constants, so those facts are proved at compile time
+// (format/color_tables.cpp) rather than checked at load.
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "format/LyColorTables.h"
 
 namespace ly {
-
-// Round to nearest, ties to even, of a float that holds an integer plus a
-// fraction (|p| < 2^23): the rounding the AVX2 conversion performs.
-constexpr int RoundNearestEven(float p) {
-    int n = static_cast<int>(p);
-    const float f = p - static_cast<float>(n);  // exact
-    if (f > 0.5f || (f == 0.5f && (n & 1) != 0))
-        ++n;
-    else if (f < -0.5f || (f == -0.5f && (n & 1) != 0))
-        --n;
-    return n;
-}
-
-// Coefficients times 64 in single precision, exactly as the tables were built,
-// each divided by the weight of its input's byte in a 32-bit pixel word: the
-// AVX2 forms mask a byte in place instead of shifting it down, and scaling
-// both factors by powers of two leaves the rounded product unchanged.
-struct SLyFwdCoefs {
-    float y[3], u[3], v[3];  // indexed kTabR, kTabG, kTabB
-};
-struct SLyInvCoefs {
-    float y, ub, ug, vg, vr;
-};
-
-// Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
-constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
-constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
-// UYVY bytes as the AVX2 form reads them from a pair's 32-bit word: U and V
-// masked in place (bytes 0 and 2), the first Y masked in place (byte 1); the
-// second Y is shifted down and keeps the unscaled coefficient.
-constexpr float kUyvyScaleY0 = 256.0f, kUyvyScaleU = 1.0f, kUyvyScaleV = 65536.0f;
-
-struct SLyArith {
-    SLyFwdCoefs fwd[2];      // scaled by kFwdScale
-    SLyInvCoefs inv[2];      // unscaled: 4:2:2 samples are unpacked to values
-    SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
-};
-
-constexpr SLyArith BuildArith(const SLyColorMatrix (&matrices)[2]) {
-    SLyArith a{};
-    for (int cs = 0; cs < 2; ++cs) {
-        const auto& m = matrices[cs];
-        for (int c = 0; c < 3; ++c) {
-            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f / kFwdScale[c];
-        }
-        // Matrix rows R, G, B; columns (Y-16), (U-128), (V-128).
-        a.inv[cs] = {m.yuvToRgb[0][0] * 64.0f, m.yuvToRgb[2][1] * 64.0f, m.yuvToRgb[1][1] * 64.0f,
-                     m.yuvToRgb[1][2] * 64.0f, m.yuvToRgb[0][2] * 64.0f};
-        a.invVuya[cs] = {a.inv[cs].y / kVuyaScaleY, a.inv[cs].ub / kVuyaScaleU, a.inv[cs].ug / kVuyaScaleU,
-                         a.inv[cs].vg / kVuyaScaleV, a.inv[cs].vr / kVuyaScaleV};
-    }
-    return a;
-}
 
 // The vector converters add table words with saturating 16-bit adds and skip
 // saturation steps that cannot fire: forward layouts 1, 2 and 3 carry the same
@@ -107,99 +51,6 @@ constexpr bool TableBoundsHold(const SLyColorTableSet& t) {
         if (loC < -32768 || hiC > 32767 || loC + lo[kTabY] < -32768) return false;
     }
     return true;
-}
-
-// The table word of `input` as an AVX2 form computes it: the input at its
-// byte weight (exact in float) times the stored coefficient (already divided
-// by that weight), rounded to nearest even.
-constexpr int ScaledWord(int input, float weight, float scaledCoefficient) {
-    return RoundNearestEven(static_cast<float>(input) * weight * scaledCoefficient);
-}
-
-constexpr bool InverseFormExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
-    for (int i = 0; i < 256; ++i) {
-        const int ty = ScaledWord(i - 16, wy, v.y);
-        const auto& ey = t.inv[kTabY][i];
-        const auto& eu = t.inv[kTabU][i];
-        const auto& ev = t.inv[kTabV][i];
-        if (ey[0] != ty || ey[1] != ty || ey[2] != ty || ey[3] != 0) return false;
-        if (eu[0] != ScaledWord(i - 128, wu, v.ub) || eu[1] != ScaledWord(i - 128, wu, v.ug) || eu[2] != 0 ||
-            eu[3] != 0)
-            return false;
-        if (ev[0] != 0 || ev[1] != ScaledWord(i - 128, wv, v.vg) || ev[2] != ScaledWord(i - 128, wv, v.vr) ||
-            ev[3] != 0)
-            return false;
-    }
-    return true;
-}
-
-// True when the arithmetic forms reproduce every table word of colorimetry cs.
-constexpr bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyArith& a, int cs) {
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float w = kFwdScale[c];
-            if (ScaledWord(i, w, a.fwd[cs].u[c]) != t.fwd2[c][i][0] || ScaledWord(i, w, a.fwd[cs].y[c]) != t.fwd2[c][i][1] ||
-                ScaledWord(i, w, a.fwd[cs].v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
-    const SLyInvCoefs& inv = a.inv[cs];
-    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
-                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
-    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           InverseFormExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
-           InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
-}
-
-// Forms with a fused multiply-add round the exact product once, and add it
-// to 1.5 * 2^23 (plus an offset that is an even whole number) so that the
-// rounded word lands in the low bits of the sum's bit pattern, where integer
-// adds can take it: fma(x, c, M + k) == M + k + round(x * c) whenever
-// |x * c| < 2^22. That single rounding must match every table word although
-// the tables round the product to single precision first. The product of two
-// floats is exact in double, so the word is that double rounded to the
-// nearest integer, ties to even.
-constexpr float kFusedMagic = 12582912.0f;  // 1.5 * 2^23
-
-constexpr int FusedWord(float x, float c) {
-    const double p = static_cast<double>(x) * static_cast<double>(c);
-    long long n = static_cast<long long>(p);
-    const double f = p - static_cast<double>(n);  // exact
-    if (f > 0.5 || (f == 0.5 && (n & 1) != 0))
-        ++n;
-    else if (f < -0.5 || (f == -0.5 && (n & 1) != 0))
-        --n;
-    return static_cast<int>(n);
-}
-
-constexpr bool FusedInverseExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
-    for (int i = 0; i < 256; ++i) {
-        const float y = static_cast<float>(i - 16) * wy;
-        const float u = static_cast<float>(i - 128) * wu, w = static_cast<float>(i - 128) * wv;
-        if (FusedWord(y, v.y) != t.inv[kTabY][i][0] || FusedWord(u, v.ub) != t.inv[kTabU][i][0] ||
-            FusedWord(u, v.ug) != t.inv[kTabU][i][1] || FusedWord(w, v.vg) != t.inv[kTabV][i][1] ||
-            FusedWord(w, v.vr) != t.inv[kTabV][i][2])
-            return false;
-    }
-    return true;
-}
-
-// True when the fused forms reproduce every table word of colorimetry cs, at
-// the byte weights the forms use.
-constexpr bool FusedFormExact(const SLyColorTableSet& t, const SLyArith& a, int cs) {
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float x = static_cast<float>(i) * kFwdScale[c];
-            if (FusedWord(x, a.fwd[cs].u[c]) != t.fwd2[c][i][0] || FusedWord(x, a.fwd[cs].y[c]) != t.fwd2[c][i][1] ||
-                FusedWord(x, a.fwd[cs].v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    const SLyInvCoefs& inv = a.inv[cs];
-    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
-                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
-    return FusedInverseExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
-           FusedInverseExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           FusedInverseExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
 }
 
 // ---------------------------------------------------------------- 16-bit forms
@@ -284,9 +135,6 @@ constexpr bool KernelShapeHolds(const SLyWordForms& f) {
             if (k[c].i < -64 || k[c].i > 63) return false;  // two products within int16
     return true;
 }
-
-// The coefficients the AVX2 converters use (defined with the tables).
-extern const SLyArith kColorArith;
 
 }  // namespace ly
 

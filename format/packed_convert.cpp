@@ -6,14 +6,12 @@
 //    (B + G, then R, then the offset; chroma U + V, then Y);
 //  * SSE2: the same lookups, two table entries (two pixels) gathered into one
 //    register, the adds done with _mm_adds_epi16;
-//  * AVX2: each table word computed arithmetically, eight at a time. A table
-//    word is the single-precision product of the input and the coefficient
-//    times 64, rounded; for every entry of both table sets that rounding
-//    equals the round-to-nearest-even conversion of the same float product,
-//    which is proved entry by entry at compile time (format/LyColorArith.h),
-//    so a multiply and a convert replace a gather. UYVY to BGRA and the
-//    4:4:4 converters use a fused multiply-add instead (one rounding of the
-//    exact product, proved the same way: FusedFormExact).
+//  * AVX2: each table word computed arithmetically, sixteen at a time, by
+//    the 16-bit integer forms of format/LyColorArith.h (a whole part, a
+//    rounding high multiply and a constant), which reproduce every word of
+//    both table sets; that is proved word by word at compile time
+//    (FormsExact), so a few multiplies replace a gather, and the bytes do not
+//    depend on the floating-point environment.
 //
 // Where a vector form skips a clamp or a saturation, it does so because the
 // table bounds make it a no-op (proved at compile time, TableBoundsHold): the forward
