@@ -415,10 +415,12 @@ LY_TARGET_AVX2 inline __m256i FwdSum(const SLyFwdOutput& o, __m256i bg, __m256i 
     const __m256i whole = _mm256_add_epi16(_mm256_maddubs_epi16(bg, o.bgI), _mm256_mullo_epi16(r, o.rI));
     const __m256i frac = _mm256_add_epi16(_mm256_add_epi16(_mm256_mulhrs_epi16(xr, o.fR), _mm256_mulhrs_epi16(g, o.fG)),
                                           _mm256_mulhrs_epi16(xb, o.fB));
-    return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(whole, frac), o.k), 6);
+    return _mm256_add_epi16(_mm256_add_epi16(whole, frac), o.k);
 }
 
-// U, Y, V (each 0 .. 255 in a 16-bit word) of sixteen BGRA pixels.
+// The sums of U, Y and V with their offsets (each within 0 .. 255 * 64 + 63)
+// of sixteen BGRA pixels: the output byte is the sum shifted down by 6, or
+// the high byte of the sum shifted up by 2.
 struct SLyYuvWords {
     __m256i u, y, v;
 };
@@ -438,13 +440,15 @@ LY_TARGET_AVX2 int BgraToUyvyPairsAvx2(const SLyFwdForms& f, const SLyColorTable
                                        unsigned char* d, int pairs) {
     const SLyFwdKernel k = FwdKernel(f, t);
     const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+    const __m256i high = Words(0xFF00);
     int done = 0;
     for (; done + 8 <= pairs; done += 8, s += 64, d += 32) {
         const SLyYuvWords o = Forward16(k, SplitPixels(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
                                                        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32))));
-        const __m256i uv = _mm256_blend_epi16(o.u, o.v, 0xAA);
-        const __m256i vu = _mm256_shuffle_epi8(_mm256_blend_epi16(o.v, o.u, 0xAA), swap);
-        const __m256i w = _mm256_or_si256(_mm256_avg_epu16(uv, vu), _mm256_slli_epi16(o.y, 8));
+        const __m256i u = _mm256_srli_epi16(o.u, 6), v = _mm256_srli_epi16(o.v, 6);
+        const __m256i uv = _mm256_blend_epi16(u, v, 0xAA);
+        const __m256i vu = _mm256_shuffle_epi8(_mm256_blend_epi16(v, u, 0xAA), swap);
+        const __m256i w = _mm256_blendv_epi8(_mm256_avg_epu16(uv, vu), _mm256_slli_epi16(o.y, 2), high);
         // Quadwords: pixels 0..3, 8..11 | 4..7, 12..15.
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(w, 0xD8));
     }
@@ -524,14 +528,14 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
 LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdForms& f, const SLyColorTableSet& t, const unsigned char* s,
                                   unsigned char* d, int width) {
     const SLyFwdKernel k = FwdKernel(f, t);
-    const __m256i alpha = Words(0xFF00);
+    const __m256i high = Words(0xFF00);
     int done = 0;
     for (; done + 16 <= width; done += 16, s += 64, d += 64) {
         const SLyWordPlanes p = SplitPixels(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
                                             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
         const SLyYuvWords o = Forward16(k, p);
-        const __m256i vu = _mm256_or_si256(o.v, _mm256_slli_epi16(o.u, 8));
-        const __m256i ya = _mm256_or_si256(o.y, _mm256_and_si256(p.hi, alpha));
+        const __m256i vu = _mm256_blendv_epi8(_mm256_srli_epi16(o.v, 6), _mm256_slli_epi16(o.u, 2), high);
+        const __m256i ya = _mm256_blendv_epi8(_mm256_srli_epi16(o.y, 6), p.hi, high);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_unpacklo_epi16(vu, ya));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_unpackhi_epi16(vu, ya));
     }
