@@ -96,24 +96,31 @@ inline constexpr SLyWordForms kWordForms[2] = {
 
 constexpr bool In16(int v) { return v >= -32768 && v <= 32767; }
 
-// A form fits 16-bit lanes when its constants and its multiplicand x + e do;
+// A form fits 16-bit lanes when its constants and its multiplicand x + e do
+// (f = -32768 is left out: vpmulhrsw cannot give -32768 * -32768 / 2^15);
 // the sum may wrap on the way, since the table word it ends at fits.
 constexpr bool ColumnExact(const SLyWordForm& w, const int16_t (&col)[256][4], int k) {
-    if (!In16(w.i) || !In16(w.f) || !In16(w.c) || !In16(w.e) || !In16(w.e + 255)) return false;
+    if (!In16(w.i) || !In16(w.c) || !In16(w.e) || !In16(w.e + 255) || w.f <= -32768 || w.f > 32767) return false;
     for (int x = 0; x < 256; ++x)
         if (FormWord(w, x) != col[x][k]) return false;
     return true;
 }
 
-// True when the forms reproduce every table word of the set.
+// True when the forms reproduce every table word of the set (the inverse
+// words without a form, U -> R and V -> B, are 0, and Y's are the same for
+// B, G and R).
 constexpr bool FormsExact(const SLyColorTableSet& t, const SLyWordForms& f) {
     for (int c = 0; c < 3; ++c)
         if (!ColumnExact(f.fwd.u[c], t.fwd2[c], 0) || !ColumnExact(f.fwd.y[c], t.fwd2[c], 1) ||
             !ColumnExact(f.fwd.v[c], t.fwd2[c], 2))
             return false;
+    for (int x = 0; x < 256; ++x)
+        if (t.inv[kTabU][x][2] != 0 || t.inv[kTabV][x][0] != 0 || t.inv[kTabY][x][1] != t.inv[kTabY][x][0] ||
+            t.inv[kTabY][x][2] != t.inv[kTabY][x][0])
+            return false;
     return ColumnExact(f.inv.y, t.inv[kTabY], 0) && ColumnExact(f.inv.ub, t.inv[kTabU], 0) &&
            ColumnExact(f.inv.ug, t.inv[kTabU], 1) && ColumnExact(f.inv.vg, t.inv[kTabV], 1) &&
-           ColumnExact(f.inv.vr, t.inv[kTabV], 2) && t.inv[kTabU][0][2] == 0 && t.inv[kTabV][0][0] == 0;
+           ColumnExact(f.inv.vr, t.inv[kTabV], 2);
 }
 
 // What the kernels' shapes take for granted. Inverse: every chroma form has
