@@ -369,7 +369,8 @@ LY_TARGET_AVX2 inline __m256i Words(int w) { return _mm256_set1_epi16(static_cas
 LY_TARGET_AVX2 inline __m256i BytePair(int lo, int hi) { return Words((lo & 0xFF) | ((hi & 0xFF) << 8)); }
 // Per 16-bit lane: `even` in the even lanes, `odd` in the odd ones.
 LY_TARGET_AVX2 inline __m256i LanePair(int even, int odd) {
-    return _mm256_set1_epi32(static_cast<int>((static_cast<uint32_t>(odd) << 16) | (static_cast<uint32_t>(even) & 0xFFFFu)));
+    const uint32_t pair = (static_cast<uint32_t>(odd) << 16) | (static_cast<uint32_t>(even) & 0xFFFFu);
+    return _mm256_set1_epi32(static_cast<int>(pair));
 }
 
 // Sixteen 32-bit pixels as two vectors of 16-bit words, bytes 0 | 1 << 8 and
@@ -387,9 +388,10 @@ LY_TARGET_AVX2 inline SLyWordPlanes SplitPixels(__m256i a, __m256i b) {
 
 // One forward output (U, Y or V) of the forms: the whole parts of the bytes
 // themselves (B and G at once, by byte pairs), the three fractions, and every
-// constant, the whole parts' phases and the layout's offset in one. The words may wrap on the way; the total is the
-// table sum with its offset, which lies within 0 .. 255 * 64 + 63
-// (TableBoundsHold), so no saturating step of the table rule could have fired.
+// constant, the whole parts' phases and the layout's offset in one. The words
+// may wrap on the way; the total is the table sum with its offset, which lies
+// within 0 .. 255 * 64 + 63 (TableBoundsHold), so no saturating step of the
+// table rule could have fired.
 struct SLyFwdOutput {
     __m256i bgI, rI, fR, fG, fB, k;
 };
