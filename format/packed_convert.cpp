@@ -527,6 +527,9 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
+// Sixteen pixels a step. V and Y are their sums shifted down, U its sum
+// shifted up into the high byte, and the source's alpha byte stays in place
+// in the high byte of its word.
 LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdForms& f, const SLyColorTableSet& t, const unsigned char* s,
                                   unsigned char* d, int width) {
     const SLyFwdKernel k = FwdKernel(f, t);
