@@ -1,72 +1,17 @@
 #ifndef LYAVUTILS_FORMAT_LYCOLORARITH_H
 #define LYAVUTILS_FORMAT_LYCOLORARITH_H
 
-// Internal: the arithmetic forms of the colour tables. The AVX2 converters
-// compute table words as products in single precision instead of looking
-// them up; that gives the tables' bytes only because the facts below hold,
-// and they are facts about compile-time constants, so they are proved at
-// compile time (format/color_tables.cpp) rather than checked at load.
+// Internal: what the vector converters rely on about the colour tables. They
+// skip saturation steps that cannot fire and the AVX2 forms compute table
+// words instead of looking them up; both are sound only because of facts
+// about compile-time constants, so those facts are proved at compile time
+// (format/color_tables.cpp) rather than checked at load.
 
 #include <algorithm>
 
 #include "format/LyColorTables.h"
 
 namespace ly {
-
-// Round to nearest, ties to even, of a float that holds an integer plus a
-// fraction (|p| < 2^23): the rounding the AVX2 conversion performs.
-constexpr int RoundNearestEven(float p) {
-    int n = static_cast<int>(p);
-    const float f = p - static_cast<float>(n);  // exact
-    if (f > 0.5f || (f == 0.5f && (n & 1) != 0))
-        ++n;
-    else if (f < -0.5f || (f == -0.5f && (n & 1) != 0))
-        --n;
-    return n;
-}
-
-// Coefficients times 64 in single precision, exactly as the tables were built,
-// each divided by the weight of its input's byte in a 32-bit pixel word: the
-// AVX2 forms mask a byte in place instead of shifting it down, and scaling
-// both factors by powers of two leaves the rounded product unchanged.
-struct SLyFwdCoefs {
-    float y[3], u[3], v[3];  // indexed kTabR, kTabG, kTabB
-};
-struct SLyInvCoefs {
-    float y, ub, ug, vg, vr;
-};
-
-// Weight of each input's byte: BGRA bytes B, G, R; VUYA bytes V, U, Y.
-constexpr float kFwdScale[3] = {65536.0f, 256.0f, 1.0f};  // kTabR, kTabG, kTabB
-constexpr float kVuyaScaleY = 65536.0f, kVuyaScaleU = 256.0f, kVuyaScaleV = 1.0f;
-// UYVY bytes as the AVX2 form reads them from a pair's 32-bit word: U and V
-// masked in place (bytes 0 and 2), the first Y masked in place (byte 1); the
-// second Y is shifted down and keeps the unscaled coefficient.
-constexpr float kUyvyScaleY0 = 256.0f, kUyvyScaleU = 1.0f, kUyvyScaleV = 65536.0f;
-
-struct SLyArith {
-    SLyFwdCoefs fwd[2];      // scaled by kFwdScale
-    SLyInvCoefs inv[2];      // unscaled: 4:2:2 samples are unpacked to values
-    SLyInvCoefs invVuya[2];  // scaled by the VUYA byte weights
-};
-
-constexpr SLyArith BuildArith(const SLyColorMatrix (&matrices)[2]) {
-    SLyArith a{};
-    for (int cs = 0; cs < 2; ++cs) {
-        const auto& m = matrices[cs];
-        for (int c = 0; c < 3; ++c) {
-            a.fwd[cs].y[c] = m.rgbToYuv[0][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].u[c] = m.rgbToYuv[1][c] * 64.0f / kFwdScale[c];
-            a.fwd[cs].v[c] = m.rgbToYuv[2][c] * 64.0f / kFwdScale[c];
-        }
-        // Matrix rows R, G, B; columns (Y-16), (U-128), (V-128).
-        a.inv[cs] = {m.yuvToRgb[0][0] * 64.0f, m.yuvToRgb[2][1] * 64.0f, m.yuvToRgb[1][1] * 64.0f,
-                     m.yuvToRgb[1][2] * 64.0f, m.yuvToRgb[0][2] * 64.0f};
-        a.invVuya[cs] = {a.inv[cs].y / kVuyaScaleY, a.inv[cs].ub / kVuyaScaleU, a.inv[cs].ug / kVuyaScaleU,
-                         a.inv[cs].vg / kVuyaScaleV, a.inv[cs].vr / kVuyaScaleV};
-    }
-    return a;
-}
 
 // The vector converters add table words with saturating 16-bit adds and skip
 // saturation steps that cannot fire: forward layouts 1, 2 and 3 carry the same
@@ -108,101 +53,95 @@ constexpr bool TableBoundsHold(const SLyColorTableSet& t) {
     return true;
 }
 
-// The table word of `input` as an AVX2 form computes it: the input at its
-// byte weight (exact in float) times the stored coefficient (already divided
-// by that weight), rounded to nearest even.
-constexpr int ScaledWord(int input, float weight, float scaledCoefficient) {
-    return RoundNearestEven(static_cast<float>(input) * weight * scaledCoefficient);
-}
+// ---------------------------------------------------------------- 16-bit forms
+// Every column of both table sets is also reproduced exactly, at every index
+// x in 0 .. 255, by 16-bit integer arithmetic:
+//     word(x) = i * (x + e) + mulhrs(x + e, f) + c,  mulhrs(a, b) = (a * b + 2^14) >> 15,
+// mulhrs being the vector units' rounding high multiply. The fraction f / 2^15
+// and the phase e were found by a search (i is the slope's whole part, c
+// follows from the first entry); FormsExact proves them here, so a constant
+// that drifts fails the build. The AVX2 converters work with these forms,
+// sixteen words per operation and integer operations only, so their bytes do
+// not depend on the floating-point environment.
+struct SLyWordForm {
+    int i, e, f, c;
+};
 
-constexpr bool InverseFormExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
-    for (int i = 0; i < 256; ++i) {
-        const int ty = ScaledWord(i - 16, wy, v.y);
-        const auto& ey = t.inv[kTabY][i];
-        const auto& eu = t.inv[kTabU][i];
-        const auto& ev = t.inv[kTabV][i];
-        if (ey[0] != ty || ey[1] != ty || ey[2] != ty || ey[3] != 0) return false;
-        if (eu[0] != ScaledWord(i - 128, wu, v.ub) || eu[1] != ScaledWord(i - 128, wu, v.ug) || eu[2] != 0 ||
-            eu[3] != 0)
-            return false;
-        if (ev[0] != 0 || ev[1] != ScaledWord(i - 128, wv, v.vg) || ev[2] != ScaledWord(i - 128, wv, v.vr) ||
-            ev[3] != 0)
-            return false;
-    }
+constexpr int MulHrs(int a, int b) { return (a * b + (1 << 14)) >> 15; }
+constexpr int FormWord(const SLyWordForm& w, int x) { return w.i * (x + w.e) + MulHrs(x + w.e, w.f) + w.c; }
+
+struct SLyInvForms {
+    SLyWordForm y, ub, ug, vg, vr;  // Y; U -> B, U -> G; V -> G, V -> R
+};
+struct SLyFwdForms {
+    SLyWordForm u[3], y[3], v[3];  // indexed kTabR, kTabG, kTabB
+};
+struct SLyWordForms {
+    SLyFwdForms fwd;
+    SLyInvForms inv;
+};
+
+inline constexpr SLyWordForms kWordForms[2] = {
+    {{{{-10, 0, 16879, 0}, {-19, 0, 12321, 0}, {28, 46, 3565, -1293}},
+      {{16, 0, 14261, 0}, {32, 0, 8599, 0}, {6, 0, 8702, 0}},
+      {{28, 46, 3565, -1293}, {-24, 0, 15099, 0}, {-5, 0, 14102, 0}}},
+     {{74, 7, 17092, -1714}, {129, -128, 3277, 0}, {-26, -128, 30304, 0}, {-53, -128, 31718, 0},
+      {102, -128, 4717, 0}}},
+    {{{{-7, -73, 18401, -470}, {-22, 0, 10801, 0}, {28, 46, 3565, -1293}},
+      {{11, 0, 22491, 0}, {39, 0, 10118, 0}, {3, 0, 31719, 0}},
+      {{28, 46, 3565, -1293}, {-26, 0, 15414, 0}, {-3, 0, 13789, 0}}},
+     {{74, 7, 17092, -1714}, {135, -128, 6338, 0}, {-14, -128, 11636, 0}, {-35, -128, 29307, 0},
+      {114, -128, 24012, 0}}},
+};
+
+constexpr bool In16(int v) { return v >= -32768 && v <= 32767; }
+
+// A form fits 16-bit lanes when its constants and its multiplicand x + e do
+// (f = -32768 is left out: vpmulhrsw cannot give -32768 * -32768 / 2^15);
+// the sum may wrap on the way, since the table word it ends at fits.
+constexpr bool ColumnExact(const SLyWordForm& w, const int16_t (&col)[256][4], int k) {
+    if (!In16(w.i) || !In16(w.c) || !In16(w.e) || !In16(w.e + 255) || w.f <= -32768 || w.f > 32767) return false;
+    for (int x = 0; x < 256; ++x)
+        if (FormWord(w, x) != col[x][k]) return false;
     return true;
 }
 
-// True when the arithmetic forms reproduce every table word of colorimetry cs.
-constexpr bool ArithmeticFormExact(const SLyColorTableSet& t, const SLyArith& a, int cs) {
+// True when the forms reproduce every table word of the set (the inverse
+// words without a form, U -> R and V -> B, are 0, and Y's are the same for
+// B, G and R).
+constexpr bool FormsExact(const SLyColorTableSet& t, const SLyWordForms& f) {
     for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float w = kFwdScale[c];
-            if (ScaledWord(i, w, a.fwd[cs].u[c]) != t.fwd2[c][i][0] || ScaledWord(i, w, a.fwd[cs].y[c]) != t.fwd2[c][i][1] ||
-                ScaledWord(i, w, a.fwd[cs].v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    if (t.off2[0] != 8192 || t.off2[1] != 1024 || t.off2[2] != 8192) return false;
-    const SLyInvCoefs& inv = a.inv[cs];
-    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
-                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
-    return InverseFormExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           InverseFormExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
-           InverseFormExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
-}
-
-// Forms with a fused multiply-add round the exact product once, and add it
-// to 1.5 * 2^23 (plus an offset that is an even whole number) so that the
-// rounded word lands in the low bits of the sum's bit pattern, where integer
-// adds can take it: fma(x, c, M + k) == M + k + round(x * c) whenever
-// |x * c| < 2^22. That single rounding must match every table word although
-// the tables round the product to single precision first. The product of two
-// floats is exact in double, so the word is that double rounded to the
-// nearest integer, ties to even.
-constexpr float kFusedMagic = 12582912.0f;  // 1.5 * 2^23
-
-constexpr int FusedWord(float x, float c) {
-    const double p = static_cast<double>(x) * static_cast<double>(c);
-    long long n = static_cast<long long>(p);
-    const double f = p - static_cast<double>(n);  // exact
-    if (f > 0.5 || (f == 0.5 && (n & 1) != 0))
-        ++n;
-    else if (f < -0.5 || (f == -0.5 && (n & 1) != 0))
-        --n;
-    return static_cast<int>(n);
-}
-
-constexpr bool FusedInverseExact(const SLyColorTableSet& t, const SLyInvCoefs& v, float wy, float wu, float wv) {
-    for (int i = 0; i < 256; ++i) {
-        const float y = static_cast<float>(i - 16) * wy;
-        const float u = static_cast<float>(i - 128) * wu, w = static_cast<float>(i - 128) * wv;
-        if (FusedWord(y, v.y) != t.inv[kTabY][i][0] || FusedWord(u, v.ub) != t.inv[kTabU][i][0] ||
-            FusedWord(u, v.ug) != t.inv[kTabU][i][1] || FusedWord(w, v.vg) != t.inv[kTabV][i][1] ||
-            FusedWord(w, v.vr) != t.inv[kTabV][i][2])
+        if (!ColumnExact(f.fwd.u[c], t.fwd2[c], 0) || !ColumnExact(f.fwd.y[c], t.fwd2[c], 1) ||
+            !ColumnExact(f.fwd.v[c], t.fwd2[c], 2))
             return false;
-    }
+    for (int x = 0; x < 256; ++x)
+        if (t.inv[kTabU][x][2] != 0 || t.inv[kTabV][x][0] != 0 || t.inv[kTabY][x][1] != t.inv[kTabY][x][0] ||
+            t.inv[kTabY][x][2] != t.inv[kTabY][x][0])
+            return false;
+    return ColumnExact(f.inv.y, t.inv[kTabY], 0) && ColumnExact(f.inv.ub, t.inv[kTabU], 0) &&
+           ColumnExact(f.inv.ug, t.inv[kTabU], 1) && ColumnExact(f.inv.vg, t.inv[kTabV], 1) &&
+           ColumnExact(f.inv.vr, t.inv[kTabV], 2);
+}
+
+// What the kernels' shapes take for granted. Inverse: every chroma form has
+// phase -128 and constant 0 (the sample with its top bit flipped, read as a
+// signed byte, is all the form needs), and green's whole parts are not
+// positive, so their negations are unsigned byte factors for vpmaddubsw.
+// Forward: the phases are 0 except R -> U, R -> V and B -> U, and the whole
+// parts of B and G are signed byte factors whose products cannot saturate.
+constexpr bool KernelShapeHolds(const SLyWordForms& f) {
+    const SLyInvForms& v = f.inv;
+    for (const SLyWordForm* w : {&v.ub, &v.ug, &v.vg, &v.vr})
+        if (w->e != -128 || w->c != 0) return false;
+    if (v.ug.i > 0 || v.vg.i > 0 || (v.ug.i + v.vg.i) * -128 > 32767) return false;
+    const SLyFwdForms& w = f.fwd;
+    for (int c = 0; c < 3; ++c)
+        if (w.y[c].e != 0 || (c != kTabR && w.v[c].e != 0) || (c == kTabG && w.u[c].e != 0)) return false;
+    for (const SLyWordForm* k : {w.u, w.y, w.v})
+        for (int c : {kTabB, kTabG})
+            if (k[c].i < -64 || k[c].i > 63) return false;  // two products within int16
     return true;
 }
-
-// True when the fused forms reproduce every table word of colorimetry cs, at
-// the byte weights the forms use.
-constexpr bool FusedFormExact(const SLyColorTableSet& t, const SLyArith& a, int cs) {
-    for (int c = 0; c < 3; ++c)
-        for (int i = 0; i < 256; ++i) {
-            const float x = static_cast<float>(i) * kFwdScale[c];
-            if (FusedWord(x, a.fwd[cs].u[c]) != t.fwd2[c][i][0] || FusedWord(x, a.fwd[cs].y[c]) != t.fwd2[c][i][1] ||
-                FusedWord(x, a.fwd[cs].v[c]) != t.fwd2[c][i][2])
-                return false;
-        }
-    const SLyInvCoefs& inv = a.inv[cs];
-    const SLyInvCoefs invUyvy = {inv.y / kUyvyScaleY0, inv.ub / kUyvyScaleU, inv.ug / kUyvyScaleU,
-                                 inv.vg / kUyvyScaleV, inv.vr / kUyvyScaleV};
-    return FusedInverseExact(t, a.invVuya[cs], kVuyaScaleY, kVuyaScaleU, kVuyaScaleV) &&
-           FusedInverseExact(t, inv, 1.0f, 1.0f, 1.0f) &&
-           FusedInverseExact(t, invUyvy, kUyvyScaleY0, kUyvyScaleU, kUyvyScaleV);
-}
-
-// The coefficients the AVX2 converters use (defined with the tables).
-extern const SLyArith kColorArith;
 
 }  // namespace ly
 

@@ -6,9 +6,8 @@
 //
 // Every kernel takes the instruction set to use; a form that this build or
 // processor lacks falls back to the next lower one, and every form gives the
-// same bytes. The AVX2 forms compute the table words in single precision, so
-// a row steps down to SSE2 when its thread's rounding mode is not
-// round-to-nearest. Colorimetry is 0 or 1 (callers validate it).
+// same bytes, in any floating-point environment (the forms use integer
+// arithmetic only). Colorimetry is 0 or 1 (callers validate it).
 
 #include "memory/LyCpu.h"
 

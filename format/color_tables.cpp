@@ -74,14 +74,12 @@ constexpr std::array<uint8_t, 65536> BuildQuotient() {
 
 constexpr SLyColorMatrix kColorMatrices[2] = {kBT601, kBT709};
 constexpr SLyColorTableSet kColorTableSets[2] = {BuildTableSet(kBT601), BuildTableSet(kBT709)};
-constexpr SLyArith kColorArith = BuildArith(kColorMatrices);
 static_assert(TableBoundsHold(kColorTableSets[0]) && TableBoundsHold(kColorTableSets[1]),
               "the vector converters' saturation shortcuts need these table bounds");
-static_assert(ArithmeticFormExact(kColorTableSets[0], kColorArith, 0) &&
-                  ArithmeticFormExact(kColorTableSets[1], kColorArith, 1),
-              "the AVX2 converters' products must reproduce every table word");
-static_assert(FusedFormExact(kColorTableSets[0], kColorArith, 0) && FusedFormExact(kColorTableSets[1], kColorArith, 1),
-              "the fused AVX2 converters' products must reproduce every table word");
+static_assert(FormsExact(kColorTableSets[0], kWordForms[0]) && FormsExact(kColorTableSets[1], kWordForms[1]),
+              "the AVX2 converters' 16-bit forms must reproduce every table word");
+static_assert(KernelShapeHolds(kWordForms[0]) && KernelShapeHolds(kWordForms[1]),
+              "the AVX2 converters' shapes rely on these properties of their constants");
 constexpr std::array<uint8_t, 65536> kAlphaUnion = BuildUnion();
 constexpr std::array<uint8_t, 65536> kAlphaQuotient = BuildQuotient();
 

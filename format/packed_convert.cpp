@@ -6,14 +6,12 @@
 //    (B + G, then R, then the offset; chroma U + V, then Y);
 //  * SSE2: the same lookups, two table entries (two pixels) gathered into one
 //    register, the adds done with _mm_adds_epi16;
-//  * AVX2: each table word computed arithmetically, eight at a time. A table
-//    word is the single-precision product of the input and the coefficient
-//    times 64, rounded; for every entry of both table sets that rounding
-//    equals the round-to-nearest-even conversion of the same float product,
-//    which is proved entry by entry at compile time (format/LyColorArith.h),
-//    so a multiply and a convert replace a gather. UYVY to BGRA and the
-//    4:4:4 converters use a fused multiply-add instead (one rounding of the
-//    exact product, proved the same way: FusedFormExact).
+//  * AVX2: each table word computed arithmetically, sixteen at a time, by
+//    the 16-bit integer forms of format/LyColorArith.h (a whole part, a
+//    rounding high multiply and a constant), which reproduce every word of
+//    both table sets; that is proved word by word at compile time
+//    (FormsExact), so a few multiplies replace a gather, and the bytes do not
+//    depend on the floating-point environment.
 //
 // Where a vector form skips a clamp or a saturation, it does so because the
 // table bounds make it a no-op (proved at compile time, TableBoundsHold): the forward
@@ -364,57 +362,97 @@ LY_TARGET_AVX2 inline __m256i LaneMask(char a0, char a1, char a2, char a3, char 
         _mm_setr_epi8(a0, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, a11, a12, a13, a14, a15));
 }
 
-// One table word per lane: round-to-nearest-even of the float product.
-LY_TARGET_AVX2 inline __m256i Term(__m256 x, __m256 c) { return _mm256_cvtps_epi32(_mm256_mul_ps(x, c)); }
+// ------ 16-bit integer forms (kWordForms): sixteen table words per operation.
 
-// Sixteen BGRA pixels (two groups of eight) -> the table sums of Y, U and V
-// packed to 16 bits: per 128-bit lane four pixels of the first group, then
-// four of the second. Before offsets and shift (the raw sums fit 16 bits).
-// Each byte is masked in place (see SLyFwdCoefs); each coefficient is loaded
-// once for both groups.
-struct SLyFwdInputs {
-    __m256 f[2][3];  // [group][kTabR, kTabG, kTabB]
+LY_TARGET_AVX2 inline __m256i Words(int w) { return _mm256_set1_epi16(static_cast<short>(w)); }
+// A word of two bytes, for vpmaddubsw: `lo` weighs the word's low byte.
+LY_TARGET_AVX2 inline __m256i BytePair(int lo, int hi) { return Words((lo & 0xFF) | ((hi & 0xFF) << 8)); }
+// Per 16-bit lane: `even` in the even lanes, `odd` in the odd ones.
+LY_TARGET_AVX2 inline __m256i LanePair(int even, int odd) {
+    const uint32_t pair = (static_cast<uint32_t>(odd) << 16) | (static_cast<uint32_t>(even) & 0xFFFFu);
+    return _mm256_set1_epi32(static_cast<int>(pair));
+}
+
+// Sixteen 32-bit pixels as two vectors of 16-bit words, bytes 0 | 1 << 8 and
+// bytes 2 | 3 << 8. Per 128-bit lane: four pixels of `a`'s lane, then four
+// of `b`'s; the 16-bit unpacks of the results undo exactly that.
+struct SLyWordPlanes {
+    __m256i lo, hi;
 };
-
-LY_TARGET_AVX2 inline SLyFwdInputs ForwardInputsAvx2(__m256i pa, __m256i pb) {
-    SLyFwdInputs in;
-    const __m256i px[2] = {pa, pb};
-    for (int h = 0; h < 2; ++h) {
-        in.f[h][kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF)));
-        in.f[h][kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF00)));
-        in.f[h][kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px[h], _mm256_set1_epi32(0xFF0000)));
-    }
-    return in;
+LY_TARGET_AVX2 inline SLyWordPlanes SplitPixels(__m256i a, __m256i b) {
+    const __m256i halves = LaneMask(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    a = _mm256_shuffle_epi8(a, halves);
+    b = _mm256_shuffle_epi8(b, halves);
+    return {_mm256_unpacklo_epi64(a, b), _mm256_unpackhi_epi64(a, b)};
 }
 
-LY_TARGET_AVX2 inline __m256i ForwardSums16(const SLyFwdInputs& in, const float* coefs) {
-    const __m256 cb = _mm256_set1_ps(coefs[kTabB]), cg = _mm256_set1_ps(coefs[kTabG]),
-                 cr = _mm256_set1_ps(coefs[kTabR]);
-    __m256i s[2];
-    for (int h = 0; h < 2; ++h)
-        s[h] = _mm256_add_epi32(_mm256_add_epi32(Term(in.f[h][kTabB], cb), Term(in.f[h][kTabG], cg)),
-                                Term(in.f[h][kTabR], cr));
-    return _mm256_packs_epi32(s[0], s[1]);
+// One forward output (U, Y or V) of the forms: the whole parts of the bytes
+// themselves (B and G at once, by byte pairs), the three fractions, and every
+// constant, the whole parts' phases and the layout's offset in one. The words
+// may wrap on the way; the total is the table sum with its offset, which lies
+// within 0 .. 255 * 64 + 63 (TableBoundsHold), so no saturating step of the
+// table rule could have fired.
+struct SLyFwdOutput {
+    __m256i bgI, rI, fR, fG, fB, k;
+};
+constexpr int FwdConstant(const SLyWordForm (&w)[3]) {
+    int k = 0;
+    for (int c = 0; c < 3; ++c) k += w[c].c + w[c].i * w[c].e;
+    return k;
+}
+LY_TARGET_AVX2 inline SLyFwdOutput FwdOutput(const SLyWordForm (&w)[3], int offset) {
+    return {BytePair(w[kTabB].i, w[kTabG].i), Words(w[kTabR].i),   Words(w[kTabR].f),
+            Words(w[kTabG].f),               Words(w[kTabB].f),   Words(FwdConstant(w) + offset)};
+}
+struct SLyFwdKernel {
+    SLyFwdOutput u, y, v;
+    __m256i eRU, eRV, eBU;  // the only phases that are not 0 (KernelShapeHolds)
+};
+LY_TARGET_AVX2 inline SLyFwdKernel FwdKernel(const SLyFwdForms& f, const SLyColorTableSet& t) {
+    return {FwdOutput(f.u, t.off2[0]), FwdOutput(f.y, t.off2[1]), FwdOutput(f.v, t.off2[2]),
+            Words(f.u[kTabR].e),       Words(f.v[kTabR].e),       Words(f.u[kTabB].e)};
 }
 
-// The raw sums fit 16 bits, so they are packed first and shifted sixteen at
-// a time. The offsets are whole multiples of 64 and go in after the shift:
-// (s + 1024) >> 6 == (s >> 6) + 16 and (s + 8192) >> 6 == (s >> 6) + 128.
-LY_TARGET_AVX2 int BgraToUyvyPairsAvx2(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int pairs) {
-    const __m256i lumaOffset = _mm256_set1_epi16(16);
-    const __m256i chromaRound = _mm256_set1_epi16(2 * 128 + 1);  // both offsets, plus rounding up
-    const __m256i order = LaneMask(0, 8, 4, 9, 1, 10, 5, 11, 2, 12, 6, 13, 3, 14, 7, 15);
+LY_TARGET_AVX2 inline __m256i FwdSum(const SLyFwdOutput& o, __m256i bg, __m256i r, __m256i xr, __m256i g, __m256i xb) {
+    const __m256i whole = _mm256_add_epi16(_mm256_maddubs_epi16(bg, o.bgI), _mm256_mullo_epi16(r, o.rI));
+    const __m256i frac = _mm256_add_epi16(_mm256_add_epi16(_mm256_mulhrs_epi16(xr, o.fR), _mm256_mulhrs_epi16(g, o.fG)),
+                                          _mm256_mulhrs_epi16(xb, o.fB));
+    return _mm256_add_epi16(_mm256_add_epi16(whole, frac), o.k);
+}
+
+// The sums of U, Y and V with their offsets (each within 0 .. 255 * 64 + 63)
+// of sixteen BGRA pixels: the output byte is the sum shifted down by 6, or
+// the high byte of the sum shifted up by 2.
+struct SLyYuvWords {
+    __m256i u, y, v;
+};
+LY_TARGET_AVX2 inline SLyYuvWords Forward16(const SLyFwdKernel& k, const SLyWordPlanes& p) {
+    const __m256i low = Words(0xFF);
+    const __m256i b = _mm256_and_si256(p.lo, low), g = _mm256_srli_epi16(p.lo, 8), r = _mm256_and_si256(p.hi, low);
+    return {FwdSum(k.u, p.lo, r, _mm256_add_epi16(r, k.eRU), g, _mm256_add_epi16(b, k.eBU)),
+            FwdSum(k.y, p.lo, r, r, g, b), FwdSum(k.v, p.lo, r, _mm256_add_epi16(r, k.eRV), g, b)};
+}
+
+// Eight pairs a step. The chroma of a pair is the average, rounding up, of
+// its two pixels' U (V): the pixels sit in neighbouring words, so U of the
+// first and V of the second are averaged with V of the first and U of the
+// second swapped over, which leaves U in the pair's low word and V in its
+// high word, where the UYVY bytes want them under the two Y.
+LY_TARGET_AVX2 int BgraToUyvyPairsAvx2(const SLyFwdForms& f, const SLyColorTableSet& t, const unsigned char* s,
+                                       unsigned char* d, int pairs) {
+    const SLyFwdKernel k = FwdKernel(f, t);
+    const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+    const __m256i high = Words(0xFF00);
     int done = 0;
     for (; done + 8 <= pairs; done += 8, s += 64, d += 32) {
-        const SLyFwdInputs in = ForwardInputsAvx2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
-                                                  _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
-        const __m256i y = _mm256_add_epi16(_mm256_srai_epi16(ForwardSums16(in, f.y), 6), lumaOffset);
-        const __m256i u = _mm256_srai_epi16(ForwardSums16(in, f.u), 6);
-        const __m256i v = _mm256_srai_epi16(ForwardSums16(in, f.v), 6);
-        // Pair sums (U of four pairs, then V of four pairs), averaged up.
-        const __m256i c = _mm256_srli_epi16(_mm256_add_epi16(_mm256_hadd_epi16(u, v), chromaRound), 1);
-        const __m256i bytes = _mm256_shuffle_epi8(_mm256_packus_epi16(c, y), order);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(bytes, 0xD8));
+        const SLyYuvWords o = Forward16(k, SplitPixels(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
+                                                       _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32))));
+        const __m256i u = _mm256_srli_epi16(o.u, 6), v = _mm256_srli_epi16(o.v, 6);
+        const __m256i uv = _mm256_blend_epi16(u, v, 0xAA);
+        const __m256i vu = _mm256_shuffle_epi8(_mm256_blend_epi16(v, u, 0xAA), swap);
+        const __m256i w = _mm256_blendv_epi8(_mm256_avg_epu16(uv, vu), _mm256_slli_epi16(o.y, 2), high);
+        // Quadwords: pixels 0..3, 8..11 | 4..7, 12..15.
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute4x64_epi64(w, 0xD8));
     }
     return done;
 }
@@ -437,65 +475,39 @@ LY_TARGET_AVX2 int VuyaToUyvyPairsAvx2(const unsigned char* s, unsigned char* d,
 }
 
 
-inline SLyInvCoefs UyvyScaled(const SLyInvCoefs& c) {
-    return {c.y / kUyvyScaleY0, c.ub / kUyvyScaleU, c.ug / kUyvyScaleU, c.vg / kUyvyScaleV, c.vr / kUyvyScaleV};
-}
-
-// Eight UYVY pairs (32 bytes) -> sixty-four BGRA bytes. One 32-bit lane per
-// pair all the way: the inputs come out of the pair's word by masks and
-// shifts, the chroma terms land in the lane of the pixels that share them,
-// and only the final packing moves bytes across lanes (the shuffle units are
-// what limits this loop). `k` holds the coefficients at the byte weights,
-// `y1` the second pixel's unscaled luma coefficient.
-LY_TARGET_AVX2 inline void UyvyToBgraSixteenFma(const unsigned char* s, unsigned char* d, const SLyInvCoefs& k,
-                                                    __m256 y1) {
-    const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-    const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
-    const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF)), exp23)),
-                                    _mm256_set1_ps(8388608.0f + 128.0f));
-    const __m256 fv = _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_and_si256(w, _mm256_set1_epi32(0xFF0000))),
-                                    _mm256_set1_ps(128.0f * 65536.0f));
-    const __m256 fy0 =
-        _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF00)), exp23)),
-                      _mm256_set1_ps(8388608.0f + 16.0f * 256.0f));
-    const __m256 fy1 = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(_mm256_srli_epi32(w, 24), exp23)),
-                                     _mm256_set1_ps(8388608.0f + 16.0f));
-    // Fused terms (see kFusedMagic): the magic's bit pattern is taken out of
-    // each luma term twice and out of green's chroma pair once, so every sum
-    // below is the true one.
-    const __m256 magic = _mm256_set1_ps(kFusedMagic);
-    const auto term = [magic](__m256 x, __m256 c)
-                          LY_TARGET_AVX2 { return _mm256_castps_si256(_mm256_fmadd_ps(x, c, magic)); };
-    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
-    const __m256i ty0 = _mm256_sub_epi32(term(fy0, _mm256_set1_ps(k.y)), twoMagicBits);
-    const __m256i ty1 = _mm256_sub_epi32(term(fy1, y1), twoMagicBits);
-    const __m256i cb = term(fu, _mm256_set1_ps(k.ub));
-    const __m256i cr = term(fv, _mm256_set1_ps(k.vr));
-    const __m256i cg = _mm256_sub_epi32(
-        _mm256_add_epi32(term(fu, _mm256_set1_ps(k.ug)), term(fv, _mm256_set1_ps(k.vg))), _mm256_set1_epi32(0x4B400000));
-    // 32-bit sums then a saturating pack: the same as the saturating 16-bit
-    // chain (the chroma sum fits 16 bits, the full sum never saturates
-    // downwards). The constant 255 * 64 becomes the alpha byte.
-    const __m256i alpha = _mm256_set1_epi32(255 * 64);
-    const __m256i bg0 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cb, ty0), _mm256_add_epi32(cg, ty0)), 6);
-    const __m256i ra0 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cr, ty0), alpha), 6);
-    const __m256i bg1 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cb, ty1), _mm256_add_epi32(cg, ty1)), 6);
-    const __m256i ra1 = _mm256_srai_epi16(_mm256_packs_epi32(_mm256_add_epi32(cr, ty1), alpha), 6);
-    // Per 128-bit lane: B of four pairs, G, R, A; transposed to four pixels.
-    const __m256i transpose = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    const __m256i px0 = _mm256_shuffle_epi8(_mm256_packus_epi16(bg0, ra0), transpose);  // first pixels
-    const __m256i px1 = _mm256_shuffle_epi8(_mm256_packus_epi16(bg1, ra1), transpose);  // second pixels
-    const __m256i lo = _mm256_unpacklo_epi32(px0, px1);  // pixels 0..3 | 8..11
-    const __m256i hi = _mm256_unpackhi_epi32(px0, px1);  // pixels 4..7 | 12..15
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(lo, hi, 0x20));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(lo, hi, 0x31));
-}
-
-LY_TARGET_AVX2 int UyvyToBgraPairsFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int pairs) {
-    const SLyInvCoefs k = UyvyScaled(c);
-    const __m256 y1 = _mm256_set1_ps(c.y);
+// Eight UYVY pairs (32 bytes) -> sixteen BGRA pixels. Words U | Y0 << 8 and
+// V | Y1 << 8: Y by a shift, U and V by a mask, and the chroma forms run on
+// U and V side by side with per-lane constants (U -> B beside V -> R, then
+// U -> G beside V -> G, whose halves are added across the pair). The chroma
+// forms have phase -128 and no constant (KernelShapeHolds). The quadwords
+// are reordered on loading so that the final unpacks leave the pixels in
+// order.
+LY_TARGET_AVX2 int UyvyToBgraPairsAvx2(const SLyInvForms& f, const unsigned char* s, unsigned char* d, int pairs) {
+    const __m256i brI = LanePair(f.ub.i, f.vr.i), brF = LanePair(f.ub.f, f.vr.f);
+    const __m256i gI = LanePair(f.ug.i, f.vg.i), gF = LanePair(f.ug.f, f.vg.f);
+    const __m256i yI = Words(f.y.i), yE = Words(f.y.e), yF = Words(f.y.f), yC = Words(f.y.c);
+    const __m256i low = Words(0xFF), half = Words(128), alpha = Words(255);
+    const __m256i swap = LaneMask(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+    const __m256i dupU = LaneMask(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
+    const __m256i dupV = LaneMask(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
     int done = 0;
-    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) UyvyToBgraSixteenFma(s, d, k, y1);
+    for (; done + 8 <= pairs; done += 8, s += 32, d += 64) {
+        const __m256i w = _mm256_permute4x64_epi64(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)), 0xD8);
+        const __m256i x = _mm256_sub_epi16(_mm256_and_si256(w, low), half);
+        const __m256i br = _mm256_add_epi16(_mm256_mullo_epi16(x, brI), _mm256_mulhrs_epi16(x, brF));
+        __m256i g = _mm256_add_epi16(_mm256_mullo_epi16(x, gI), _mm256_mulhrs_epi16(x, gF));
+        g = _mm256_add_epi16(g, _mm256_shuffle_epi8(g, swap));
+        const __m256i y = _mm256_add_epi16(_mm256_srli_epi16(w, 8), yE);
+        const __m256i ty =
+            _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(y, yI), _mm256_mulhrs_epi16(y, yF)), yC);
+        const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupU), ty), 6);
+        const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(_mm256_shuffle_epi8(br, dupV), ty), 6);
+        const __m256i gg = _mm256_srai_epi16(_mm256_adds_epi16(g, ty), 6);
+        const __m256i brBytes = _mm256_packus_epi16(b, r), gaBytes = _mm256_packus_epi16(gg, alpha);
+        const __m256i bg = _mm256_unpacklo_epi8(brBytes, gaBytes), ra = _mm256_unpackhi_epi8(brBytes, gaBytes);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_unpacklo_epi16(bg, ra));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_unpackhi_epi16(bg, ra));
+    }
     return done;
 }
 
@@ -515,82 +527,58 @@ LY_TARGET_AVX2 int UyvyToVuyaPairsAvx2(const unsigned char* s, unsigned char* d,
     return done;
 }
 
-// Eight BGRA pixels -> the three table sums plus offsets, each in the low 16
-// bits of a 32-bit lane (see kFusedMagic): three times the magic's bit
-// pattern has zero low bits, and the sum with its offset lies within
-// 0 .. 255 * 64 + 63 (TableBoundsHold), so no partial sum saturated.
-LY_TARGET_AVX2 inline __m256i FusedSum(const __m256 in[3], const float* k, __m256 magicOffset, __m256 magic) {
-    const __m256i b = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabB], _mm256_set1_ps(k[kTabB]), magicOffset));
-    const __m256i g = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabG], _mm256_set1_ps(k[kTabG]), magic));
-    const __m256i r = _mm256_castps_si256(_mm256_fmadd_ps(in[kTabR], _mm256_set1_ps(k[kTabR]), magic));
-    return _mm256_add_epi32(_mm256_add_epi32(b, g), r);
-}
-
-LY_TARGET_AVX2 inline __m256i BgraToVuyaEightFma(__m256i px, const SLyFwdCoefs& f) {
-    const __m256 magic = _mm256_set1_ps(kFusedMagic);
-    __m256 in[3];
-    in[kTabB] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF)));
-    in[kTabG] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF00)));
-    in[kTabR] = _mm256_cvtepi32_ps(_mm256_and_si256(px, _mm256_set1_epi32(0xFF0000)));
-    // Shifted down, each low word is the output byte (bits 8..15 clear).
-    const __m256i v = _mm256_srli_epi16(FusedSum(in, f.v, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
-    const __m256i u = _mm256_srli_epi16(FusedSum(in, f.u, _mm256_set1_ps(kFusedMagic + 8192.0f), magic), 6);
-    const __m256i y = _mm256_srli_epi16(FusedSum(in, f.y, _mm256_set1_ps(kFusedMagic + 1024.0f), magic), 6);
-    // Low words V | U << 8, high words Y; the high words' other bits dropped.
-    const __m256i vu = _mm256_or_si256(v, _mm256_slli_epi32(u, 8));
-    const __m256i vuy = _mm256_blend_epi16(vu, _mm256_slli_epi32(y, 16), 0xAA);
-    return _mm256_or_si256(vuy, _mm256_and_si256(px, _mm256_set1_epi32(static_cast<int>(0xFF000000u))));
-}
-
-LY_TARGET_AVX2 int BgraToVuyaFma(const SLyFwdCoefs& f, const unsigned char* s, unsigned char* d, int width) {
+// Sixteen pixels a step. V and Y are their sums shifted down, U its sum
+// shifted up into the high byte, and the source's alpha byte stays in place
+// in the high byte of its word.
+LY_TARGET_AVX2 int BgraToVuyaAvx2(const SLyFwdForms& f, const SLyColorTableSet& t, const unsigned char* s,
+                                  unsigned char* d, int width) {
+    const SLyFwdKernel k = FwdKernel(f, t);
+    const __m256i high = Words(0xFF00);
     int done = 0;
     for (; done + 16 <= width; done += 16, s += 64, d += 64) {
-        const __m256i pa = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-        const __m256i pb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), BgraToVuyaEightFma(pa, f));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), BgraToVuyaEightFma(pb, f));
+        const SLyWordPlanes p = SplitPixels(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
+                                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
+        const SLyYuvWords o = Forward16(k, p);
+        const __m256i vu = _mm256_blendv_epi8(_mm256_srli_epi16(o.v, 6), _mm256_slli_epi16(o.u, 2), high);
+        const __m256i ya = _mm256_blendv_epi8(_mm256_srli_epi16(o.y, 6), p.hi, high);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_unpacklo_epi16(vu, ya));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_unpackhi_epi16(vu, ya));
     }
     return done;
 }
 
-// V and U are masked in place and slid into the mantissa of 2^23 (no shift,
-// no conversion); Y sits too high for that and is converted. Coefficients
-// are divided by the byte weights (SLyArith::invVuya). Each term is a fused
-// multiply-add onto kFusedMagic; the magic's bit pattern is taken out of the
-// luma term twice (once more for green's extra term), which leaves the true
-// 32-bit sums: the chroma sums fit 16 bits and the full sums never go below
-// -32768, so after the saturating packs this equals the 16-bit chain.
-LY_TARGET_AVX2 int VuyaToBgraFma(const SLyInvCoefs& c, const unsigned char* s, unsigned char* d, int width) {
-    const __m256 ky = _mm256_set1_ps(c.y), kub = _mm256_set1_ps(c.ub), kug = _mm256_set1_ps(c.ug);
-    const __m256 kvg = _mm256_set1_ps(c.vg), kvr = _mm256_set1_ps(c.vr);
-    const __m256 magic = _mm256_set1_ps(kFusedMagic);
-    const __m256i magicBits = _mm256_set1_epi32(0x4B400000);
-    const __m256i twoMagicBits = _mm256_set1_epi32(static_cast<int>(2u * 0x4B400000u));
-    const __m256i exp23 = _mm256_set1_epi32(0x4B000000);
-    const __m256 biasV = _mm256_set1_ps(8388608.0f + 128.0f);
-    const __m256 biasU = _mm256_set1_ps(8388608.0f + 128.0f * 256.0f);
-    const __m256 biasY = _mm256_set1_ps(16.0f * 65536.0f);
-    const __m256i interleave = LaneMask(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    const auto term = [magic](__m256 x, __m256 k)
-                          LY_TARGET_AVX2 { return _mm256_castps_si256(_mm256_fmadd_ps(x, k, magic)); };
+// Sixteen VUYA pixels a step, as words V | U << 8 and Y | A << 8. With the
+// top bit of V and U flipped the bytes are V - 128 and U - 128 as signed
+// bytes, which is what the chroma forms take (KernelShapeHolds): byte-pair
+// multiplies widen them, and one of them also gives green's whole parts,
+// negated. The chroma sums never saturate and the saturating add with luma
+// is the table rule's.
+LY_TARGET_AVX2 int VuyaToBgraAvx2(const SLyInvForms& f, const unsigned char* s, unsigned char* d, int width) {
+    const __m256i yI = Words(f.y.i), yE = Words(f.y.e), yF = Words(f.y.f), yC = Words(f.y.c);
+    const __m256i ubI = Words(f.ub.i), ubF = Words(f.ub.f), vrI = Words(f.vr.i), vrF = Words(f.vr.f);
+    const __m256i ugF = Words(f.ug.f), vgF = Words(f.vg.f), gI = BytePair(-f.vg.i, -f.ug.i);
+    const __m256i flip = Words(0x8080), low = Words(0xFF), takeV = BytePair(1, 0), takeU = BytePair(0, 1);
     int done = 0;
-    for (; done + 8 <= width; done += 8, s += 32, d += 32) {
-        const __m256i px = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-        const __m256i mv = _mm256_and_si256(px, _mm256_set1_epi32(0xFF));
-        const __m256i mu = _mm256_and_si256(px, _mm256_set1_epi32(0xFF00));
-        const __m256i my = _mm256_and_si256(px, _mm256_set1_epi32(0xFF0000));
-        const __m256 fv = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mv, exp23)), biasV);
-        const __m256 fu = _mm256_sub_ps(_mm256_castsi256_ps(_mm256_or_si256(mu, exp23)), biasU);
-        const __m256 fy = _mm256_sub_ps(_mm256_cvtepi32_ps(my), biasY);
-        const __m256i ty = _mm256_sub_epi32(term(fy, ky), twoMagicBits);
-        const __m256i b = _mm256_srai_epi32(_mm256_add_epi32(term(fu, kub), ty), 6);
-        const __m256i gc = _mm256_sub_epi32(_mm256_add_epi32(term(fv, kvg), term(fu, kug)), magicBits);
-        const __m256i g = _mm256_srai_epi32(_mm256_add_epi32(gc, ty), 6);
-        const __m256i r = _mm256_srai_epi32(_mm256_add_epi32(term(fv, kvr), ty), 6);
-        const __m256i bg = _mm256_packs_epi32(b, g);
-        const __m256i ra = _mm256_packs_epi32(r, _mm256_srli_epi32(px, 24));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
-                            _mm256_shuffle_epi8(_mm256_packus_epi16(bg, ra), interleave));
+    for (; done + 16 <= width; done += 16, s += 64, d += 64) {
+        const SLyWordPlanes p = SplitPixels(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
+                                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)));
+        const __m256i vu = _mm256_xor_si256(p.lo, flip);
+        const __m256i v = _mm256_maddubs_epi16(takeV, vu), u = _mm256_maddubs_epi16(takeU, vu);
+        const __m256i y = _mm256_add_epi16(_mm256_and_si256(p.hi, low), yE);
+        const __m256i ty =
+            _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(y, yI), _mm256_mulhrs_epi16(y, yF)), yC);
+        const __m256i cb = _mm256_add_epi16(_mm256_mullo_epi16(u, ubI), _mm256_mulhrs_epi16(u, ubF));
+        const __m256i cr = _mm256_add_epi16(_mm256_mullo_epi16(v, vrI), _mm256_mulhrs_epi16(v, vrF));
+        const __m256i cg = _mm256_sub_epi16(_mm256_add_epi16(_mm256_mulhrs_epi16(u, ugF), _mm256_mulhrs_epi16(v, vgF)),
+                                            _mm256_maddubs_epi16(gI, vu));
+        const __m256i b = _mm256_srai_epi16(_mm256_adds_epi16(cb, ty), 6);
+        const __m256i g = _mm256_srai_epi16(_mm256_adds_epi16(cg, ty), 6);
+        const __m256i r = _mm256_srai_epi16(_mm256_adds_epi16(cr, ty), 6);
+        const __m256i brBytes = _mm256_packus_epi16(b, r);
+        const __m256i gaBytes = _mm256_packus_epi16(g, _mm256_srli_epi16(p.hi, 8));
+        const __m256i bg = _mm256_unpacklo_epi8(brBytes, gaBytes), ra = _mm256_unpackhi_epi8(brBytes, gaBytes);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_unpacklo_epi16(bg, ra));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_unpackhi_epi16(bg, ra));
     }
     return done;
 }
@@ -643,29 +631,17 @@ LY_TARGET_AVX2 int AlphaPlaneAvx2(const unsigned char* s, unsigned char* d, int 
 #endif  // LY_HAVE_AVX2_KERNELS
 #endif  // LY_X86
 
-// The form a row uses: AVX2 only under round-to-nearest, checked per row,
-// not per call: the rows may run on pool workers, whose floating-point
-// environment is their own, and the AVX2 forms round like the tables only
-// under round-to-nearest. The AVX2 forms do whole blocks of their width; the
-// SSE2 form continues with what is left, the scalar form finishes.
-inline Isa RowIsa(Isa isa) {
-#if LY_X86
-    if (isa == Isa::Avx2 && (_mm_getcsr() & 0x6000u) != 0) return Isa::Sse2;
-#endif
-    return isa;
-}
-
+// The AVX2 forms do whole blocks of their width; the SSE2 form continues
+// with what is left, the scalar form finishes.
 void BgraToUyvyPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
-    isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, BgraToUyvyPairsAvx2(kColorArith.fwd[cs], s, d, pairs), 0, 0);
+    int done = LY_WIDEST_FORM(isa, BgraToUyvyPairsAvx2(kWordForms[cs].fwd, t, s, d, pairs), 0, 0);
     done += LY_WIDEST_FORM(isa, BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done),
                            BgraToUyvyPairsSse2(t, s + 8 * done, d + 4 * done, pairs - done), 0);
     BgraToUyvyPairsScalar(t, s + 8 * done, d + 4 * done, pairs - done);
 }
 
 void VuyaToUyvyPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
-    isa = RowIsa(isa);
     int done = LY_WIDEST_FORM(isa, VuyaToUyvyPairsAvx2(s, d, pairs), 0, 0);
     done += LY_WIDEST_FORM(isa, VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done),
                            VuyaToUyvyPairsSse2(s + 8 * done, d + 4 * done, pairs - done), 0);
@@ -674,15 +650,13 @@ void VuyaToUyvyPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char*
 
 void UyvyToBgraPairs(Isa isa, int cs, const unsigned char* s, unsigned char* d, int pairs) {
     const SLyColorTableSet& t = ColorTables(cs);
-    isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, UyvyToBgraPairsFma(kColorArith.inv[cs], s, d, pairs), 0, 0);
+    int done = LY_WIDEST_FORM(isa, UyvyToBgraPairsAvx2(kWordForms[cs].inv, s, d, pairs), 0, 0);
     done += LY_WIDEST_FORM(isa, UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done),
                            UyvyToBgraPairsSse2(t, s + 4 * done, d + 8 * done, pairs - done), 0);
     UyvyToBgraPairsScalar(t, s + 4 * done, d + 8 * done, pairs - done);
 }
 
 void UyvyToVuyaPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char* d, int pairs) {
-    isa = RowIsa(isa);
     int done = LY_WIDEST_FORM(isa, UyvyToVuyaPairsAvx2(s, d, pairs), 0, 0);
     done += LY_WIDEST_FORM(isa, UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done),
                            UyvyToVuyaPairsSse2(s + 4 * done, d + 8 * done, pairs - done), 0);
@@ -690,7 +664,6 @@ void UyvyToVuyaPairs(Isa isa, int /*cs*/, const unsigned char* s, unsigned char*
 }
 
 void Reduce16Samples(Isa isa, const unsigned char* s, unsigned char* d, int samples) {
-    isa = RowIsa(isa);
     int done = LY_WIDEST_FORM(isa, Reduce16Avx2(s, d, samples), 0, 0);
     done += LY_WIDEST_FORM(isa, Reduce16Sse2(s + 2 * done, d + done, samples - done),
                            Reduce16Sse2(s + 2 * done, d + done, samples - done), 0);
@@ -698,7 +671,6 @@ void Reduce16Samples(Isa isa, const unsigned char* s, unsigned char* d, int samp
 }
 
 void Relayout(Isa isa, Layout422 l, const unsigned char* s, unsigned char* d, int pairs) {
-    isa = RowIsa(isa);
     int done = LY_WIDEST_FORM(isa, RelayoutAvx2(l, s, d, pairs), 0, 0);
     done += LY_WIDEST_FORM(isa, RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done),
                            RelayoutSse2(l, s + 4 * done, d + PairBytes(l) * done, pairs - done), 0);
@@ -807,8 +779,7 @@ void UyvyToVuyaRow(Isa isa, int depth, const unsigned char* src, int pairStart, 
 
 void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
-    isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, BgraToVuyaFma(kColorArith.fwd[colorimetry], src, dst, width), 0, 0);
+    int done = LY_WIDEST_FORM(isa, BgraToVuyaAvx2(kWordForms[colorimetry].fwd, t, src, dst, width), 0, 0);
     done += LY_WIDEST_FORM(isa, BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done),
                            BgraToVuyaSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     BgraToVuyaScalar(t, src + 4 * done, dst + 4 * done, width - done);
@@ -816,15 +787,13 @@ void BgraToVuyaRow(Isa isa, int colorimetry, const unsigned char* src, unsigned 
 
 void VuyaToBgraRow(Isa isa, int colorimetry, const unsigned char* src, unsigned char* dst, int width) {
     const SLyColorTableSet& t = ColorTables(colorimetry);
-    isa = RowIsa(isa);
-    int done = LY_WIDEST_FORM(isa, VuyaToBgraFma(kColorArith.invVuya[colorimetry], src, dst, width), 0, 0);
+    int done = LY_WIDEST_FORM(isa, VuyaToBgraAvx2(kWordForms[colorimetry].inv, src, dst, width), 0, 0);
     done += LY_WIDEST_FORM(isa, VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done),
                            VuyaToBgraSse2(t, src + 4 * done, dst + 4 * done, width - done), 0);
     VuyaToBgraScalar(t, src + 4 * done, dst + 4 * done, width - done);
 }
 
 void AlphaPlaneRow(Isa isa, const unsigned char* src, unsigned char* alphaDst, int count) {
-    isa = RowIsa(isa);
     int done = LY_WIDEST_FORM(isa, AlphaPlaneAvx2(src, alphaDst, count), 0, 0);
     done += LY_WIDEST_FORM(isa, AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done),
                            AlphaPlaneSse2(src + 4 * done, alphaDst + 2 * done, count - done), 0);

@@ -100,8 +100,8 @@ TEST(PackedConvert, EveryFormAgreesWithScalar) {
     }
 }
 
-// The AVX2 forms compute in single precision; under another rounding mode
-// the converters must fall back rather than produce different bytes.
+// The vector forms use integer arithmetic only: the caller's rounding mode
+// must not change a byte.
 TEST(PackedConvert, NonDefaultRoundingModeGivesTheSameBytes) {
     TestImage src(67, 3, 4, 3);
     src.FillRandomWithExtremes();
