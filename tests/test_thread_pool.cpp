@@ -343,55 +343,6 @@ TEST(ThreadPool, RacingFirstUseCreatesOnePool) {
     for (auto* p : seen) EXPECT_TRUE(p == seen[0] && p != nullptr);
 }
 
-#if defined(__linux__)
-// Workers go back to a home processor before they sleep by pinning
-// themselves for a moment; a job must never find its worker pinned, and a
-// pool built by a thread the host restricted keeps its workers inside that
-// restriction.
-struct AffinityCheck {
-    cpu_set_t expected;
-    std::atomic<int> mismatches{0}, ran{0};
-};
-void CheckAffinity(void* p) {
-    auto* c = static_cast<AffinityCheck*>(p);
-    cpu_set_t now;
-    CPU_ZERO(&now);
-    pthread_getaffinity_np(pthread_self(), sizeof(now), &now);
-    if (!CPU_EQUAL(&now, &c->expected)) c->mismatches.fetch_add(1);
-    c->ran.fetch_add(1);
-}
-
-TEST(ThreadPool, WorkersAreNeverLeftPinnedAndStayInsideTheBuildersProcessors) {
-    cpu_set_t all;
-    CPU_ZERO(&all);
-    ASSERT_EQ(pthread_getaffinity_np(pthread_self(), sizeof(all), &all), 0);
-    if (CPU_COUNT(&all) < 2) GTEST_SKIP() << "needs two processors";
-    std::thread builder([&all] {
-        for (bool restricted : {false, true}) {
-            AffinityCheck check;
-            check.expected = all;
-            if (restricted) {  // the two highest processors the process may use
-                CPU_ZERO(&check.expected);
-                for (int cpu = CPU_SETSIZE - 1, n = 0; cpu >= 0 && n < 2; --cpu)
-                    if (CPU_ISSET(cpu, &all)) CPU_SET(cpu, &check.expected), ++n;
-                ASSERT_EQ(pthread_setaffinity_np(pthread_self(), sizeof(check.expected), &check.expected), 0);
-            }
-            for (int size : {4, 16}) {
-                lytest::ScopedPoolThreads pool(size);
-                for (int round = 0; round < 40; ++round) {
-                    for (int i = 0; i < size; ++i) LyThreadPool::Run(&CheckAffinity, &check);
-                    LyThreadPool::Wait();
-                    if (round % 8 == 0) std::this_thread::sleep_for(1ms);  // let the workers go home
-                }
-            }
-            EXPECT_EQ(check.ran.load(), 40 * (4 + 16)) << restricted;
-            EXPECT_EQ(check.mismatches.load(), 0) << restricted;
-        }
-    });
-    builder.join();
-}
-#endif
-
 // ------------------------------------------------------------ processor detection
 
 TEST(ProcessorDetection, CountsTheCallersAffinityAtMostSixteen) {

@@ -155,10 +155,6 @@ public:
         // chosen worker (guarded by the pool lock).
         std::condition_variable wake;
         bool woken = false;
-        // The processor this worker goes back to before it sleeps (-1: none,
-        // e.g. a process allowed one processor), one per worker round the
-        // processors the worker started with. Set by the worker itself.
-        int home = -1;
     };
 
 private:
@@ -169,27 +165,20 @@ private:
     void WorkerLoop(CLyWorkThreadPrivate* self);
     // Picks one sleeping worker to wake if queued jobs are left that no
     // awake, spinning or already signalled worker will take (pool lock held);
-    // the caller signals it after releasing the lock.
-    //
-    // Where a woken thread runs is the scheduler's choice, and it mostly
-    // chooses the processor the thread last ran on if that one is idle, else
-    // the waker's. Two measured failures shaped what follows. Handing the
-    // wake-ups on from worker to worker (each woken worker waking the next)
-    // stacked both bands of a 2-thread pool on one processor in most calls
-    // that followed an idle gap: the second worker was queued behind the
-    // first while the caller's processor went idle in Wait. And once two
-    // workers had last run on the same processor they kept being woken onto
-    // it together, call after call (in one process every call). So:
-    //  - every job gets its wake-up as it is queued, from the caller;
-    //  - each worker goes back to its own home processor before it sleeps
-    //    (WorkerLoop), so sleeping workers are spread over the processors
-    //    however the last call went;
-    //  - the caller wakes first the workers whose home is not the processor
-    //    it runs on: they land on their idle homes, and the one at home on
-    //    the caller's processor is woken last and takes that processor when
-    //    the caller blocks in Wait.
-    // With these, calls after an idle gap that ran both bands on one
-    // processor fell from 6% (100% in the stuck case) to under 2%.
+    // the caller signals it after releasing the lock. Every job gets its
+    // wake-up as it is queued. Handing the wake-ups on from worker to worker
+    // instead (each woken worker waking the next) was measured to stack both
+    // bands of a 2-thread pool on one processor in most calls that followed
+    // an idle gap: the second worker was queued behind the first, which was
+    // already running there, while the caller's processor went idle in Wait.
+    // Woken together by the caller, one worker takes the idle processor and
+    // the other the caller's, which frees as soon as the caller blocks.
+    // Which band lands where is left to the scheduler. Steering it (moving
+    // each worker to a home processor before it sleeps, leaving the worker
+    // at home on the caller's processor to be woken by the first one to
+    // start so that it takes the bottom band the caller wrote last) was
+    // measured: the moves and the later start cost more than they saved, and
+    // a wake-up handed on from a worker again stacked both bands.
     CLyWorkThreadPrivate* WorkerToWake();
     static void Signal(CLyWorkThreadPrivate* worker);
     // Counts a finished job of `q` and tells the owner when it was the last
@@ -201,7 +190,7 @@ private:
     std::mutex poolLock_;
     uint32_t queuedJobs_ = 0;  // queued and not yet taken
     bool stop_ = false;
-    // Workers asleep and not yet signalled (any order).
+    // Workers asleep and not yet signalled, most recent last.
     CLyWorkThreadPrivate* sleepers_[ly::kMaxPoolThreads] = {};
     int sleeperCount_ = 0;
     int wakesInFlight_ = 0;     // signalled, not yet running

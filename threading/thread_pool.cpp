@@ -1,8 +1,4 @@
 #include <exception>
-#if defined(__linux__)
-#include <pthread.h>
-#include <sched.h>
-#endif
 #include <new>
 #include <system_error>
 #include <utility>
@@ -40,42 +36,6 @@ bool SpinUntil(Done done, std::chrono::microseconds budget) {
 }
 
 int ClampThreads(int n) { return n < 1 ? 1 : (n > ly::kMaxPoolThreads ? ly::kMaxPoolThreads : n); }
-
-// Home processors (see WorkerToWake). A worker is only ever pinned for the
-// moment it takes to move it home: it is given back the processors it
-// started with at once, so the scheduler stays free to run it anywhere.
-#if defined(__linux__)
-int CurrentProcessor() { return sched_getcpu(); }
-
-// The index-th processor (round robin) of those the calling thread may use,
-// or -1 when it may use only one.
-int HomeProcessor(int index) {
-    cpu_set_t allowed;
-    CPU_ZERO(&allowed);
-    if (pthread_getaffinity_np(pthread_self(), sizeof(allowed), &allowed) != 0) return -1;
-    const int count = CPU_COUNT(&allowed);
-    if (count < 2) return -1;
-    int k = index % count;
-    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
-        if (CPU_ISSET(cpu, &allowed) && k-- == 0) return cpu;
-    return -1;
-}
-
-void MoveHome(int home) {
-    if (home < 0 || sched_getcpu() == home) return;
-    cpu_set_t allowed, one;
-    CPU_ZERO(&allowed);
-    if (pthread_getaffinity_np(pthread_self(), sizeof(allowed), &allowed) != 0 || !CPU_ISSET(home, &allowed)) return;
-    CPU_ZERO(&one);
-    CPU_SET(home, &one);
-    if (pthread_setaffinity_np(pthread_self(), sizeof(one), &one) == 0)
-        pthread_setaffinity_np(pthread_self(), sizeof(allowed), &allowed);
-}
-#else
-int CurrentProcessor() { return -1; }
-int HomeProcessor(int) { return -1; }
-void MoveHome(int) {}
-#endif
 
 }  // namespace
 
@@ -211,10 +171,6 @@ void CLyThreadPoolInstance::Start() {
 unsigned CLyThreadPoolInstance::CLyWorkThreadPrivate::ThreadProc(CLyWorkThreadPrivate* self,
                                                                  std::shared_ptr<CLyThreadPoolInstance> pool) {
     t_onWorkerThread = true;
-    {
-        std::lock_guard<std::mutex> lk(pool->poolLock_);
-        self->home = HomeProcessor(static_cast<int>(self - pool->workers_));
-    }
     pool->WorkerLoop(self);
     {
         std::lock_guard<std::mutex> lk(pool->exitLock_);
@@ -227,12 +183,7 @@ unsigned CLyThreadPoolInstance::CLyWorkThreadPrivate::ThreadProc(CLyWorkThreadPr
 CLyThreadPoolInstance::CLyWorkThreadPrivate* CLyThreadPoolInstance::WorkerToWake() {
     if (queuedJobs_ == 0 || sleeperCount_ == 0) return nullptr;
     if (queuedJobs_ <= static_cast<uint32_t>(spinningWorkers_ + wakesInFlight_)) return nullptr;
-    const int here = CurrentProcessor();
-    int pick = sleeperCount_ - 1;
-    while (pick > 0 && sleepers_[pick]->home == here && here >= 0) --pick;
-    if (sleepers_[pick]->home == here) pick = sleeperCount_ - 1;  // all at home here
-    CLyWorkThreadPrivate* w = sleepers_[pick];
-    sleepers_[pick] = sleepers_[--sleeperCount_];
+    CLyWorkThreadPrivate* w = sleepers_[--sleeperCount_];
     w->woken = true;
     ++wakesInFlight_;
     return w;
@@ -255,11 +206,6 @@ void CLyThreadPoolInstance::WorkerLoop(CLyWorkThreadPrivate* self) {
                 SpinUntil([this] { return workPending_.load(std::memory_order_acquire); }, ly::kWorkerSpin);
                 lk.lock();
                 --spinningWorkers_;
-            }
-            if (queuedJobs_ == 0 && !stop_ && self->home >= 0) {
-                lk.unlock();
-                MoveHome(self->home);
-                lk.lock();
             }
             // Queued jobs win over the stop request, so jobs queued before
             // Exit still run.
