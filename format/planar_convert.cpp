@@ -91,18 +91,20 @@ void InterleaveThreeToOneScalar(const unsigned char* y, const unsigned char* uNe
 inline __m128i Load(const unsigned char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
 inline void Store(unsigned char* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
+// Packs 16 pairs from their 16 U, 16 V and 32 Y bytes.
+inline void Interleave16Sse2(__m128i vu, __m128i vv, const unsigned char* y, unsigned char* d) {
+    const __m128i y0 = Load(y), y1 = Load(y + 16);
+    const __m128i uvLo = _mm_unpacklo_epi8(vu, vv), uvHi = _mm_unpackhi_epi8(vu, vv);
+    Store(d, _mm_unpacklo_epi8(uvLo, y0));
+    Store(d + 16, _mm_unpackhi_epi8(uvLo, y0));
+    Store(d + 32, _mm_unpacklo_epi8(uvHi, y1));
+    Store(d + 48, _mm_unpackhi_epi8(uvHi, y1));
+}
+
 size_t InterleaveSse2(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* d,
                       size_t pairs) {
     size_t p = 0;
-    for (; p + 16 <= pairs; p += 16) {
-        const __m128i vu = Load(u + p), vv = Load(v + p);
-        const __m128i y0 = Load(y + 2 * p), y1 = Load(y + 2 * p + 16);
-        const __m128i uvLo = _mm_unpacklo_epi8(vu, vv), uvHi = _mm_unpackhi_epi8(vu, vv);
-        Store(d + 4 * p, _mm_unpacklo_epi8(uvLo, y0));
-        Store(d + 4 * p + 16, _mm_unpackhi_epi8(uvLo, y0));
-        Store(d + 4 * p + 32, _mm_unpacklo_epi8(uvHi, y1));
-        Store(d + 4 * p + 48, _mm_unpackhi_epi8(uvHi, y1));
-    }
+    for (; p + 16 <= pairs; p += 16) Interleave16Sse2(Load(u + p), Load(v + p), y + 2 * p, d + 4 * p);
     return p;
 }
 
@@ -194,16 +196,9 @@ size_t InterleaveThreeToOneSse2(const unsigned char* y, const unsigned char* uNe
                                 const unsigned char* vNear, const unsigned char* vFar, unsigned char* d,
                                 size_t pairs) {
     size_t p = 0;
-    for (; p + 16 <= pairs; p += 16) {
-        const __m128i vu = ThreeToOne16(Load(uNear + p), Load(uFar + p));
-        const __m128i vv = ThreeToOne16(Load(vNear + p), Load(vFar + p));
-        const __m128i y0 = Load(y + 2 * p), y1 = Load(y + 2 * p + 16);
-        const __m128i uvLo = _mm_unpacklo_epi8(vu, vv), uvHi = _mm_unpackhi_epi8(vu, vv);
-        Store(d + 4 * p, _mm_unpacklo_epi8(uvLo, y0));
-        Store(d + 4 * p + 16, _mm_unpackhi_epi8(uvLo, y0));
-        Store(d + 4 * p + 32, _mm_unpacklo_epi8(uvHi, y1));
-        Store(d + 4 * p + 48, _mm_unpackhi_epi8(uvHi, y1));
-    }
+    for (; p + 16 <= pairs; p += 16)
+        Interleave16Sse2(ThreeToOne16(Load(uNear + p), Load(uFar + p)),
+                         ThreeToOne16(Load(vNear + p), Load(vFar + p)), y + 2 * p, d + 4 * p);
     return p;
 }
 
