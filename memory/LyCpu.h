@@ -15,12 +15,11 @@
 #endif
 
 // Attribute for functions compiled for the AVX2 level inside an SSE2
-// translation unit. The level is AVX2 with FMA (every processor since the
-// first with AVX2 has both): the fused multiply-add forms need no level of
-// their own. -ffp-contract=off keeps the compiler from fusing anything the
-// code does not fuse itself.
+// translation unit. The level is AVX2 alone: no kernel fuses a multiply with
+// an add (the converters' forms are integer), so a processor with AVX2 but
+// without FMA still gets the wide forms.
 #if LY_X86 && (defined(__GNUC__) || defined(__clang__))
-#define LY_TARGET_AVX2 __attribute__((target("avx2,fma")))
+#define LY_TARGET_AVX2 __attribute__((target("avx2")))
 #define LY_HAVE_AVX2_KERNELS 1
 #else
 #define LY_TARGET_AVX2
@@ -50,7 +49,7 @@ namespace ly {
 enum class Isa : int {
     Scalar = 0,
     Sse2 = 1,
-    Avx2 = 2,  // AVX2 and FMA
+    Avx2 = 2,
 };
 
 // The best level this processor (and build) supports.

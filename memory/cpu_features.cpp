@@ -43,7 +43,7 @@ Isa DetectBestIsa() {
 #if LY_X86
 #if defined(__GNUC__) || defined(__clang__)
     __builtin_cpu_init();
-    if (LY_HAVE_AVX2_KERNELS && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return Isa::Avx2;
+    if (LY_HAVE_AVX2_KERNELS && __builtin_cpu_supports("avx2")) return Isa::Avx2;
 #endif
     return Isa::Sse2;  // part of the x86-64 baseline
 #else
