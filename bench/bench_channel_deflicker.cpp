@@ -21,7 +21,7 @@ using lybench::Frame;
 using lybench::kHeight;
 using lybench::kWidth;
 
-constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
+using lybench::kPixels;
 constexpr int kPitch32 = 4 * kWidth;
 
 class IsaCap : public lybench::ScopedIsaCap {

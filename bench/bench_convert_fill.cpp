@@ -16,7 +16,7 @@ using lybench::Frame;
 using lybench::kHeight;
 using lybench::kWidth;
 
-constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
+using lybench::kPixels;
 
 // Range 0: pool size. Range 1 (when present): instruction-set cap.
 class IsaCap : public lybench::ScopedIsaCap {

@@ -39,7 +39,7 @@ using lybench::kHeight;
 using lybench::kWidth;
 constexpr int kPitch32 = kWidth * 4;
 constexpr int kPitch16 = kWidth * 2;
-constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
+using lybench::kPixels;
 constexpr int kScaleSrcW = 1280, kScaleSrcH = 720;
 
 // Every buffer an operation may read or write, with pristine copies of the

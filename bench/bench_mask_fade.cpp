@@ -18,7 +18,7 @@ using lybench::Frame;
 using lybench::kHeight;
 using lybench::kWidth;
 
-constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
+using lybench::kPixels;
 
 // memcpy of `bytesPerPixel` bytes per pixel of the frame (no pool).
 void BM_Memcpy(benchmark::State& state) {

@@ -18,7 +18,7 @@ using lybench::Frame;
 using lybench::kHeight;
 using lybench::kWidth;
 
-constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
+using lybench::kPixels;
 
 // Range 0: pool size; range 1: chroma mode.
 void PoolModeArgs(benchmark::internal::Benchmark* b) {

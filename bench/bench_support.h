@@ -32,6 +32,7 @@ namespace lybench {
 
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
+constexpr size_t kPixels = static_cast<size_t>(kWidth) * kHeight;
 
 // Caps the kernels' instruction set (0 scalar, 1 SSE2, 2 AVX2) for the scope.
 class ScopedIsaCap {
